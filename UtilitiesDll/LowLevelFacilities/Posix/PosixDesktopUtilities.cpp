@@ -1,0 +1,227 @@
+// POSIX implementation of the platform layer (see PlatformFacilities.h).
+
+#include "LowLevelFacilities/PlatformFacilities.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <new>
+#include <string>
+
+namespace PlatformFacilities {
+
+namespace {
+
+void trimTrailingWhiteSpace(std::string& text) {
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r' || text.back() == '\n')) {
+    text.pop_back();
+  }
+}
+
+// GNU strerror_r returns a pointer that may or may not be the buffer; the XSI
+// form returns an int. These two overloads accept either.
+[[maybe_unused]] const char* strerrorResult(int result, const char* buffer) {
+  return result == 0 ? buffer : nullptr;
+}
+[[maybe_unused]] const char* strerrorResult(const char* result, const char*) {
+  return result;
+}
+
+}  // namespace
+
+std::uint32_t getLastError() noexcept {
+  return static_cast<std::uint32_t>(errno);
+}
+
+void setLastError(std::uint32_t code) noexcept {
+  errno = static_cast<int>(code);
+}
+
+std::uint32_t currentProcessId() noexcept {
+  return static_cast<std::uint32_t>(::getpid());
+}
+
+std::uint32_t currentThreadId() noexcept {
+  return static_cast<std::uint32_t>(::syscall(SYS_gettid));
+}
+
+std::string processImagePath() {
+  LastErrorPreserver preserve;
+  std::string buffer(4096, '\0');
+  const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
+  if (length <= 0) {
+    return {};
+  }
+  buffer.resize(static_cast<size_t>(length));
+  return buffer;
+}
+
+std::string processName() {
+  const std::string path = processImagePath();
+  const size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string computerName() {
+  LastErrorPreserver preserve;
+  char buffer[256] = {};
+  if (::gethostname(buffer, sizeof(buffer) - 1) != 0) {
+    return {};
+  }
+  return buffer;
+}
+
+std::string systemMessageText(std::uint32_t code) {
+  LastErrorPreserver preserve;
+  char buffer[512] = {};
+  const char* text = strerrorResult(::strerror_r(static_cast<int>(code), buffer, sizeof(buffer)), buffer);
+  if (text == nullptr) {
+    return {};
+  }
+  std::string result(text);
+  // glibc answers every code; a code it does not know gives "Unknown error N",
+  // which stands for "the system has no text" here.
+  if (result.rfind("Unknown error", 0) == 0) {
+    return {};
+  }
+  trimTrailingWhiteSpace(result);
+  return result;
+}
+
+void writeToDebuggerChannel(const char* text) noexcept {
+  LastErrorPreserver preserve;
+  if (text == nullptr) {
+    return;
+  }
+  const size_t length = std::strlen(text);
+  size_t written = 0;
+  while (written < length) {
+    const ssize_t result = ::write(STDERR_FILENO, text + written, length - written);
+    if (result <= 0) {
+      break;
+    }
+    written += static_cast<size_t>(result);
+  }
+}
+
+bool isDebuggerAttached() noexcept {
+  LastErrorPreserver preserve;
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("TracerPid:", 0) == 0) {
+      return std::strtol(line.c_str() + 10, nullptr, 10) != 0;
+    }
+  }
+  return false;
+}
+
+void breakIntoDebuggerIfAttached() noexcept {
+  if (isDebuggerAttached()) {
+    ::raise(SIGTRAP);
+  }
+}
+
+HighResolutionClockReading readHighResolutionClock() noexcept {
+  timespec now{};
+  if (::clock_gettime(CLOCK_MONOTONIC, &now) == 0) {
+    return {static_cast<std::uint64_t>(now.tv_sec) * 1000000000ULL + static_cast<std::uint64_t>(now.tv_nsec),
+            1000000000ULL};
+  }
+  timeval fallback{};
+  ::gettimeofday(&fallback, nullptr);
+  return {static_cast<std::uint64_t>(fallback.tv_sec) * 1000ULL + static_cast<std::uint64_t>(fallback.tv_usec) / 1000,
+          1000};
+}
+
+bool isPerformanceCounterClockInUse() noexcept {
+  timespec resolution{};
+  return ::clock_getres(CLOCK_MONOTONIC, &resolution) == 0;
+}
+
+LocalTime localTimeNow() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  tm parts{};
+  ::localtime_r(&now.tv_sec, &parts);
+  return {parts.tm_year + 1900,
+          parts.tm_mon + 1,
+          parts.tm_mday,
+          parts.tm_hour,
+          parts.tm_min,
+          parts.tm_sec,
+          static_cast<int>(now.tv_nsec / 1000000),
+          parts.tm_wday};
+}
+
+void* ownModuleHandle() noexcept {
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&ownModuleHandle), &info) == 0) {
+    return nullptr;
+  }
+  return info.dli_fbase;
+}
+
+std::string ownModulePath() {
+  LastErrorPreserver preserve;
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&ownModuleHandle), &info) == 0 || info.dli_fname == nullptr) {
+    return {};
+  }
+  return info.dli_fname;
+}
+
+static_assert(sizeof(pthread_mutex_t) <= 64, "CriticalSection storage too small");
+
+CriticalSection::CriticalSection() noexcept : m_storage{} {
+  pthread_mutexattr_t attributes;
+  ::pthread_mutexattr_init(&attributes);
+  ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  ::pthread_mutex_init(new (m_storage) pthread_mutex_t, &attributes);
+  ::pthread_mutexattr_destroy(&attributes);
+}
+
+CriticalSection::~CriticalSection() {
+  ::pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(m_storage));
+}
+
+void CriticalSection::enter() noexcept {
+  ::pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(m_storage));
+}
+
+void CriticalSection::leave() noexcept {
+  ::pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(m_storage));
+}
+
+// The flag's first word: 0 = never run, 1 = running, 2 = done. A zero-filled
+// flag is ready, like PTHREAD_ONCE_INIT and Windows' INIT_ONCE_STATIC_INIT.
+void runOnce(OnceFlag& flag, OnceFunction function, void* context) noexcept {
+  LastErrorPreserver preserve;
+  std::atomic_ref<std::uint32_t> state(*reinterpret_cast<std::uint32_t*>(flag.m_storage));
+  if (state.load(std::memory_order_acquire) == 2) {
+    return;
+  }
+  std::uint32_t expected = 0;
+  if (state.compare_exchange_strong(expected, 1, std::memory_order_acq_rel)) {
+    function(context);
+    state.store(2, std::memory_order_release);
+    return;
+  }
+  while (state.load(std::memory_order_acquire) != 2) {
+    ::sched_yield();
+  }
+}
+
+}  // namespace PlatformFacilities
