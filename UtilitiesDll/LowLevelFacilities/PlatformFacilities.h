@@ -6,6 +6,7 @@
 
 #include "hdUtilitiesExport.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -45,6 +46,18 @@ HDU_API std::string computerName();
 // The system's message text for an error code in UTF-8, with trailing white
 // space removed; empty when the system has no text for the code.
 HDU_API std::string systemMessageText(std::uint32_t code);
+
+// ---- text conversion ----------------------------------------------------------
+// The platform's own converters: WideCharToMultiByte / MultiByteToWideChar with
+// code page 65001 and no flags on Windows (malformed input becomes U+FFFD);
+// the library's equivalent replacing conversion on POSIX. They append to `out`
+// and return false only when the platform call fails (the thread's last error
+// then tells why). An empty input succeeds and appends nothing.
+HDU_API bool convertUtf16ToUtf8(const char16_t* units, std::size_t count, std::string& out);
+HDU_API bool convertUtf8ToUtf16(const char* bytes, std::size_t count, std::u16string& out);
+// The system ANSI code page (code page 0, no flags, no default character) on
+// Windows; ISO-8859-1 with "?" for characters outside it on POSIX. Lossy.
+HDU_API bool convertUtf16ToAnsi(const char16_t* units, std::size_t count, std::string& out);
 
 // ---- debugger ----------------------------------------------------------------
 // Writes text to the debugger channel (OutputDebugStringA; standard error on

@@ -2,6 +2,8 @@
 
 #include "LowLevelFacilities/PlatformFacilities.h"
 
+#include "LowLevelFacilities/Utf8Encoding.h"
+
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sched.h>
@@ -98,6 +100,31 @@ std::string systemMessageText(std::uint32_t code) {
   }
   trimTrailingWhiteSpace(result);
   return result;
+}
+
+bool convertUtf16ToUtf8(const char16_t* units, std::size_t count, std::string& out) {
+  if (units != nullptr && count != 0) {
+    Utf8Encoding::appendUtf16AsUtf8Replacing(out, units, count);
+  }
+  return true;
+}
+
+bool convertUtf8ToUtf16(const char* bytes, std::size_t count, std::u16string& out) {
+  if (bytes != nullptr && count != 0) {
+    Utf8Encoding::appendUtf8AsUtf16Replacing(out, bytes, count);
+  }
+  return true;
+}
+
+bool convertUtf16ToAnsi(const char16_t* units, std::size_t count, std::string& out) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const char16_t unit = units[i];
+    if (unit >= 0xDC00 && unit <= 0xDFFF && i > 0 && units[i - 1] >= 0xD800 && units[i - 1] <= 0xDBFF) {
+      continue;  // second half of a pair already written as one "?"
+    }
+    out.push_back(unit < 0x100 ? static_cast<char>(unit) : '?');
+  }
+  return true;
 }
 
 void writeToDebuggerChannel(const char* text) noexcept {

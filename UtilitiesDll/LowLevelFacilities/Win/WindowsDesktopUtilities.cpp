@@ -101,6 +101,60 @@ std::string systemMessageText(std::uint32_t code) {
   return result;
 }
 
+namespace {
+
+bool convertFromUtf16(UINT codePage, const char16_t* units, std::size_t count, std::string& out) {
+  if (units == nullptr || count == 0) {
+    return true;
+  }
+  const auto* wide = reinterpret_cast<const wchar_t*>(units);
+  const int length = static_cast<int>(count);
+  const int needed = ::WideCharToMultiByte(codePage, 0, wide, length, nullptr, 0, nullptr, nullptr);
+  if (needed <= 0) {
+    return false;
+  }
+  const size_t start = out.size();
+  out.resize(start + static_cast<size_t>(needed));
+  const int written = ::WideCharToMultiByte(codePage, 0, wide, length, out.data() + start, needed, nullptr, nullptr);
+  if (written <= 0) {
+    out.resize(start);
+    return false;
+  }
+  out.resize(start + static_cast<size_t>(written));
+  return true;
+}
+
+}  // namespace
+
+bool convertUtf16ToUtf8(const char16_t* units, std::size_t count, std::string& out) {
+  return convertFromUtf16(CP_UTF8, units, count, out);
+}
+
+bool convertUtf16ToAnsi(const char16_t* units, std::size_t count, std::string& out) {
+  return convertFromUtf16(CP_ACP, units, count, out);
+}
+
+bool convertUtf8ToUtf16(const char* bytes, std::size_t count, std::u16string& out) {
+  if (bytes == nullptr || count == 0) {
+    return true;
+  }
+  const int length = static_cast<int>(count);
+  const int needed = ::MultiByteToWideChar(CP_UTF8, 0, bytes, length, nullptr, 0);
+  if (needed <= 0) {
+    return false;
+  }
+  const size_t start = out.size();
+  out.resize(start + static_cast<size_t>(needed));
+  const int written =
+      ::MultiByteToWideChar(CP_UTF8, 0, bytes, length, reinterpret_cast<wchar_t*>(out.data() + start), needed);
+  if (written <= 0) {
+    out.resize(start);
+    return false;
+  }
+  out.resize(start + static_cast<size_t>(written));
+  return true;
+}
+
 void writeToDebuggerChannel(const char* text) noexcept {
   LastErrorPreserver preserve;
   ::OutputDebugStringA(text != nullptr ? text : "");

@@ -1,0 +1,682 @@
+#include "LowLevelFacilities/CPStringUtils.h"
+
+#include "DebuggingAndExceptions/CPException.h"
+#include "DebuggingAndExceptions/DebugUtilities.h"
+#include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/CPString.h"
+#include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/Utf8Encoding.h"
+
+// Only utfcpp's core: its checked header declares exception classes of its own
+// in namespace utf8, which the library's utf8:: classes replace.
+#include <utf8/core.h>
+
+#include <cctype>
+#include <cstring>
+#include <cwchar>
+#include <stdexcept>
+#include <type_traits>
+
+namespace CPStringUtils {
+
+namespace {
+
+// ---- checked routines ----------------------------------------------------------
+
+template <class Unit>
+void utf16ToUtf8Checked(const Unit* units, std::size_t length, std::string& out) {
+  static_assert(sizeof(Unit) == 2);
+  out.reserve(out.size() + length);
+  std::size_t i = 0;
+  while (i < length) {
+    // ASCII run.
+    const std::size_t runStart = i;
+    while (i < length && static_cast<std::uint16_t>(units[i]) < 0x80) {
+      ++i;
+    }
+    if (i > runStart) {
+      const std::size_t base = out.size();
+      out.resize(base + (i - runStart));
+      char* target = out.data() + base;
+      for (std::size_t k = runStart; k < i; ++k) {
+        *target++ = static_cast<char>(units[k]);
+      }
+      if (i == length) {
+        break;
+      }
+    }
+    std::uint32_t code = static_cast<std::uint16_t>(units[i++]);
+    if (utf8::internal::is_lead_surrogate(code)) {
+      if (i == length) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Reached the end of the character sequence. No trail surrogate.");
+      }
+      const std::uint32_t trail = static_cast<std::uint16_t>(units[i++]);
+      if (!utf8::internal::is_trail_surrogate(trail)) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
+      }
+      code = (code << 10) + trail + utf8::internal::SURROGATE_OFFSET;
+    } else if (utf8::internal::is_trail_surrogate(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"), "Found a lone trail surrogate.");
+    }
+    Utf8Encoding::appendCodePointAsUtf8(out, code);
+  }
+}
+
+template <class Unit>
+void utf32ToUtf8Checked(const Unit* units, std::size_t length, std::string& out) {
+  static_assert(sizeof(Unit) == 4);
+  out.reserve(out.size() + length);
+  for (std::size_t i = 0; i < length; ++i) {
+    const auto code = static_cast<std::uint32_t>(units[i]);
+    if (!utf8::internal::is_code_point_valid(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT("utf8::append"), "Code point can't be appended.");
+    }
+    Utf8Encoding::appendCodePointAsUtf8(out, code);
+  }
+}
+
+// Decodes the next sequence of checked UTF-8, throwing the library's exception
+// for each kind of malformed input.
+std::uint32_t nextChecked(const char*& cursor, const char* begin, const char* end, const char* functionLabel) {
+  std::uint32_t code = 0;
+  const char* start = cursor;
+  switch (utf8::internal::validate_next(cursor, end, code)) {
+    case utf8::internal::UTF8_OK:
+      return code;
+    case utf8::internal::NOT_ENOUGH_ROOM:
+      HDU_THROW(utf8::CPExceptionNotEnoughRoom, HDU_DEBUG_CONTEXT(functionLabel),
+                "The UTF-8 sequence at byte %u is cut off by the end of the text.",
+                static_cast<unsigned>(start - begin));
+    case utf8::internal::INVALID_CODE_POINT:
+      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT(functionLabel),
+                "The UTF-8 sequence at byte %u encodes a value that is not a valid code point.",
+                static_cast<unsigned>(start - begin));
+    case utf8::internal::INVALID_LEAD:
+      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
+                "Invalid UTF-8 lead byte 0x%02x at byte %u.", static_cast<unsigned>(static_cast<unsigned char>(*start)),
+                static_cast<unsigned>(start - begin));
+    case utf8::internal::INCOMPLETE_SEQUENCE:
+      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
+                "Incomplete UTF-8 sequence at byte %u: a trail byte is missing.", static_cast<unsigned>(start - begin));
+    case utf8::internal::OVERLONG_SEQUENCE:
+    default:
+      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel), "Overlong UTF-8 sequence at byte %u.",
+                static_cast<unsigned>(start - begin));
+  }
+}
+
+// ASCII blocks of eight bytes are widened without decoding.
+template <class OutString>
+std::size_t widenAsciiPrefix(const char* bytes, std::size_t length, OutString& out, std::size_t from) {
+  std::size_t i = from;
+  while (i + 8 <= length) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes + i, 8);
+    if ((word & 0x8080808080808080ULL) != 0) {
+      break;
+    }
+    i += 8;
+  }
+  while (i < length && static_cast<unsigned char>(bytes[i]) < 0x80) {
+    ++i;
+  }
+  if (i > from) {
+    const std::size_t base = out.size();
+    out.resize(base + (i - from));
+    auto* target = out.data() + base;
+    for (std::size_t k = from; k < i; ++k) {
+      *target++ = static_cast<typename OutString::value_type>(static_cast<unsigned char>(bytes[k]));
+    }
+  }
+  return i;
+}
+
+void utf8ToUtf16Checked(const char* bytes, std::size_t length, std::u16string& out) {
+  out.reserve(out.size() + length);
+  const char* const end = bytes + length;
+  std::size_t i = 0;
+  while (i < length) {
+    i = widenAsciiPrefix(bytes, length, out, i);
+    if (i == length) {
+      break;
+    }
+    const char* cursor = bytes + i;
+    std::uint32_t code = nextChecked(cursor, bytes, end, "utf8::utf8to16");
+    i = static_cast<std::size_t>(cursor - bytes);
+    if (code > 0xFFFF) {
+      code -= 0x10000;
+      out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
+    } else {
+      out.push_back(static_cast<char16_t>(code));
+    }
+  }
+}
+
+void utf8ToUtf32Checked(const char* bytes, std::size_t length, std::u32string& out) {
+  out.reserve(out.size() + length);
+  const char* const end = bytes + length;
+  std::size_t i = 0;
+  while (i < length) {
+    i = widenAsciiPrefix(bytes, length, out, i);
+    if (i == length) {
+      break;
+    }
+    const char* cursor = bytes + i;
+    out.push_back(static_cast<char32_t>(nextChecked(cursor, bytes, end, "utf8::utf8to32")));
+    i = static_cast<std::size_t>(cursor - bytes);
+  }
+}
+
+template <class CharT>
+std::size_t lengthOf(const CharT* text) {
+  return text == nullptr ? 0 : std::char_traits<CharT>::length(text);
+}
+
+// wchar_t dispatch: UTF-16 where wchar_t has 16 bits, UTF-32 elsewhere.
+void narrowWideChecked(const wchar_t* text, std::size_t length, std::string& out) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    utf16ToUtf8Checked(text, length, out);
+  } else {
+    utf32ToUtf8Checked(text, length, out);
+  }
+}
+
+std::wstring widenToWideChecked(const char* bytes, std::size_t length) {
+  std::wstring result;
+  if constexpr (sizeof(wchar_t) == 2) {
+    std::u16string units;
+    utf8ToUtf16Checked(bytes, length, units);
+    result.assign(units.begin(), units.end());
+  } else {
+    std::u32string units;
+    utf8ToUtf32Checked(bytes, length, units);
+    result.assign(units.begin(), units.end());
+  }
+  return result;
+}
+
+// ---- low-level tier -------------------------------------------------------------
+
+void reportPlatformConversionFailure(const char* apiName, const char* errorPrefix) {
+  std::string text = DebugUtilities::formatLastErrorDisplayString(PlatformFacilities::getLastError(), true);
+  text += ": failed ::";
+  text += apiName;
+  text += "()";
+  if (InternalChecks::internalChecksEnabled()) {
+    throw std::runtime_error(std::string(errorPrefix) + text);
+  }
+}
+
+void narrowUtf16LowLevel(const char16_t* text, std::size_t length, std::string& out) {
+  const std::size_t start = out.size();
+  if (PlatformFacilities::convertUtf16ToUtf8(text, length, out)) {
+    return;
+  }
+  out.resize(start);
+  reportPlatformConversionFailure("WideCharToMultiByte", "Error converting wchar_t to char *");
+  narrowByHandForLowLevelUtilities(text, length, out);
+}
+
+void widenUtf16LowLevel(const char* bytes, std::size_t length, std::u16string& out) {
+  const std::size_t start = out.size();
+  if (PlatformFacilities::convertUtf8ToUtf16(bytes, length, out)) {
+    return;
+  }
+  out.resize(start);
+  reportPlatformConversionFailure("MultiByteToWideChar", "Error converting char to wchar_t *");
+  Utf8Encoding::appendUtf8AsUtf16Replacing(out, bytes, length);
+}
+
+void narrowWideLowLevel(const wchar_t* text, std::size_t length, std::string& out) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    narrowUtf16LowLevel(reinterpret_cast<const char16_t*>(text), length, out);
+  } else {
+    Utf8Encoding::appendUtf32AsUtf8Lenient(out, text, length);
+  }
+}
+
+}  // namespace
+
+// ---- ordinary tier ------------------------------------------------------------------
+
+CPString narrow(const char16_t* text) {
+  return CPString(narrowToStdString(text));
+}
+CPString narrow(const std::u16string& text) {
+  return CPString(narrowToStdString(text));
+}
+CPString narrow(const char32_t* text) {
+  return CPString(narrowToStdString(text));
+}
+CPString narrow(const std::u32string& text) {
+  return CPString(narrowToStdString(text));
+}
+CPString narrow(const wchar_t* text) {
+  return CPString(narrowToStdString(text));
+}
+CPString narrow(const std::wstring& text) {
+  return CPString(narrowToStdString(text));
+}
+
+std::string narrowToStdString(const char16_t* text) {
+  return narrowToStdString(text, lengthOf(text));
+}
+
+std::string narrowToStdString(const char16_t* text, std::size_t length) {
+  std::string result;
+  if (text != nullptr) {
+    utf16ToUtf8Checked(text, length, result);
+  }
+  return result;
+}
+
+std::string narrowToStdString(const std::u16string& text) {
+  return narrowToStdString(text.data(), text.size());
+}
+
+std::string narrowToStdString(const char32_t* text) {
+  std::string result;
+  utf32ToUtf8Checked(text, lengthOf(text), result);
+  return result;
+}
+
+std::string narrowToStdString(const std::u32string& text) {
+  std::string result;
+  utf32ToUtf8Checked(text.data(), text.size(), result);
+  return result;
+}
+
+std::string narrowToStdString(const wchar_t* text) {
+  std::string result;
+  narrowWideChecked(text, lengthOf(text), result);
+  return result;
+}
+
+std::string narrowToStdString(const std::wstring& text) {
+  std::string result;
+  narrowWideChecked(text.data(), text.size(), result);
+  return result;
+}
+
+void narrowAndAppend(const char16_t* text, std::size_t length, std::string& destination) {
+  if (text != nullptr) {
+    utf16ToUtf8Checked(text, length, destination);
+  }
+}
+void narrowAndAppend(const std::u16string& text, std::string& destination) {
+  utf16ToUtf8Checked(text.data(), text.size(), destination);
+}
+void narrowAndAppend(const std::u32string& text, std::string& destination) {
+  utf32ToUtf8Checked(text.data(), text.size(), destination);
+}
+void narrowAndAppend(const std::wstring& text, std::string& destination) {
+  narrowWideChecked(text.data(), text.size(), destination);
+}
+void narrowAndAppend(const wchar_t* text, std::string& destination) {
+  narrowWideChecked(text, lengthOf(text), destination);
+}
+
+std::wstring widenTo_wstring(const char* utf8) {
+  return widenToWideChecked(utf8, lengthOf(utf8));
+}
+std::wstring widenTo_wstring(const std::string& utf8) {
+  return widenToWideChecked(utf8.data(), utf8.size());
+}
+std::wstring widenTo_wstring(const CPString& utf8) {
+  return widenTo_wstring(utf8.utf8StdString());
+}
+
+std::u16string widenTo_u16string(const char* utf8, std::size_t byteCount) {
+  std::u16string result;
+  if (utf8 != nullptr) {
+    utf8ToUtf16Checked(utf8, byteCount, result);
+  }
+  return result;
+}
+std::u16string widenTo_u16string(const std::string& utf8) {
+  return widenTo_u16string(utf8.data(), utf8.size());
+}
+std::u16string widenTo_u16string(const CPString& utf8) {
+  return widenTo_u16string(utf8.utf8StdString());
+}
+
+std::u32string widenTo_u32string(const char* utf8) {
+  return widenTo_u32string(utf8, lengthOf(utf8));
+}
+std::u32string widenTo_u32string(const char* utf8, std::size_t byteCount) {
+  std::u32string result;
+  if (utf8 != nullptr) {
+    utf8ToUtf32Checked(utf8, byteCount, result);
+  }
+  return result;
+}
+std::u32string widenTo_u32string(const std::string& utf8) {
+  return widenTo_u32string(utf8.data(), utf8.size());
+}
+std::u32string widenTo_u32string(const CPString& utf8) {
+  return widenTo_u32string(utf8.utf8StdString());
+}
+
+// ---- low-level tier -----------------------------------------------------------------
+
+void narrowByHandForLowLevelUtilities(const char16_t* text, std::size_t length, std::string& destination) {
+  if (text != nullptr) {
+    Utf8Encoding::appendUtf16AsUtf8Lenient(destination, text, length);
+  }
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const wchar_t* text, int length) {
+  std::string result;
+  narrowAndAppendForLowLevelUtilities(text, length, result);
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const std::wstring& text) {
+  std::string result;
+  narrowAndAppendForLowLevelUtilities(text, result);
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const char16_t* text, int length) {
+  std::string result;
+  narrowAndAppendForLowLevelUtilities(text, length, result);
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const std::u16string& text) {
+  std::string result;
+  if (!text.empty()) {
+    narrowUtf16LowLevel(text.data(), text.size(), result);
+  }
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(char32_t codePoint) {
+  std::string result;
+  Utf8Encoding::appendCodePointAsUtf8(result, static_cast<std::uint32_t>(codePoint) & 0x1FFFFF);
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const char32_t* text) {
+  std::string result;
+  if (text != nullptr) {
+    Utf8Encoding::appendUtf32AsUtf8Lenient(result, text, lengthOf(text));
+  }
+  return result;
+}
+
+std::string narrowToStdStringForLowLevelUtilities(const std::u32string& text) {
+  std::string result;
+  Utf8Encoding::appendUtf32AsUtf8Lenient(result, text.data(), text.size());
+  return result;
+}
+
+void narrowAndAppendForLowLevelUtilities(const wchar_t* text, int length, std::string& destination) {
+  if (text == nullptr || length <= 0) {
+    return;
+  }
+  narrowWideLowLevel(text, static_cast<std::size_t>(length), destination);
+}
+
+void narrowAndAppendForLowLevelUtilities(const std::wstring& text, std::string& destination) {
+  if (!text.empty()) {
+    narrowWideLowLevel(text.data(), text.size(), destination);
+  }
+}
+
+void narrowAndAppendForLowLevelUtilities(const char16_t* text, int length, std::string& destination) {
+  if (text == nullptr || length <= 0) {
+    return;
+  }
+  narrowUtf16LowLevel(text, static_cast<std::size_t>(length), destination);
+}
+
+void narrowAndAppendForLowLevelUtilities(const std::u32string& text, std::string& destination) {
+  Utf8Encoding::appendUtf32AsUtf8Lenient(destination, text.data(), text.size());
+}
+
+std::u16string widenTo_u16stringForLowLevelUtilities(const char* utf8, int byteCount) {
+  std::u16string result;
+  if (utf8 != nullptr && byteCount > 0) {
+    widenUtf16LowLevel(utf8, static_cast<std::size_t>(byteCount), result);
+  }
+  return result;
+}
+
+std::u16string widenTo_u16stringForLowLevelUtilities(const std::string& utf8) {
+  std::u16string result;
+  if (!utf8.empty()) {
+    widenUtf16LowLevel(utf8.data(), utf8.size(), result);
+  }
+  return result;
+}
+
+std::wstring widenTo_wstringForLowLevelUtilities(const char* utf8, int byteCount) {
+  if (utf8 == nullptr || byteCount <= 0) {
+    return {};
+  }
+  if constexpr (sizeof(wchar_t) == 2) {
+    const std::u16string units = widenTo_u16stringForLowLevelUtilities(utf8, byteCount);
+    return std::wstring(units.begin(), units.end());
+  } else {
+    std::u32string units;
+    Utf8Encoding::appendUtf8AsUtf32Replacing(units, utf8, static_cast<std::size_t>(byteCount));
+    return std::wstring(units.begin(), units.end());
+  }
+}
+
+std::wstring widenTo_wstringForLowLevelUtilities(const char* utf8) {
+  return widenTo_wstringForLowLevelUtilities(utf8, static_cast<int>(lengthOf(utf8)));
+}
+
+std::wstring widenTo_wstringForLowLevelUtilities(const std::string& utf8) {
+  return widenTo_wstringForLowLevelUtilities(utf8.data(), static_cast<int>(utf8.size()));
+}
+
+std::u32string widenTo_u32stringForLowLevelUtilities(const char* utf8) {
+  return widenTo_u32stringForLowLevelUtilities(utf8, lengthOf(utf8));
+}
+
+std::u32string widenTo_u32stringForLowLevelUtilities(const char* utf8, std::size_t byteCount) {
+  std::u32string result;
+  if (utf8 != nullptr) {
+    Utf8Encoding::appendUtf8AsUtf32Replacing(result, utf8, byteCount);
+  }
+  return result;
+}
+
+std::u32string widenTo_u32stringForLowLevelUtilities(const std::string& utf8) {
+  return widenTo_u32stringForLowLevelUtilities(utf8.data(), utf8.size());
+}
+
+// ---- validation and repair ---------------------------------------------------------------
+
+namespace {
+
+bool utf16IsValid(const char16_t* text, std::size_t length) {
+  for (std::size_t i = 0; i < length; ++i) {
+    const char16_t unit = text[i];
+    if (unit >= 0xD800 && unit <= 0xDBFF) {
+      if (i + 1 >= length || text[i + 1] < 0xDC00 || text[i + 1] > 0xDFFF) {
+        return false;
+      }
+      ++i;
+    } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
+      return false;
+    }
+  }
+  return true;
+}
+
+CPString createFromUtf16WithoutThrowing(const char16_t* text, std::size_t length, bool& isValid) {
+  isValid = utf16IsValid(text, length);
+  std::string result;
+  Utf8Encoding::appendUtf16AsUtf8Replacing(result, text, length);
+  return CPString(std::move(result));
+}
+
+CPString createFromUtf32WithoutThrowing(const char32_t* text, std::size_t length, bool& isValid) {
+  isValid = true;
+  std::string result;
+  result.reserve(length);
+  for (std::size_t i = 0; i < length; ++i) {
+    std::uint32_t code = static_cast<std::uint32_t>(text[i]);
+    if (!utf8::internal::is_code_point_valid(code)) {
+      isValid = false;
+      code = 0xFFFD;
+    }
+    Utf8Encoding::appendCodePointAsUtf8(result, code);
+  }
+  return CPString(std::move(result));
+}
+
+}  // namespace
+
+CPString validateAndCreateCPStringWithoutThrowing(const char16_t* text, bool& isValid) {
+  return createFromUtf16WithoutThrowing(text, lengthOf(text), isValid);
+}
+
+CPString validateAndCreateCPStringWithoutThrowing(const std::u16string& text, bool& isValid) {
+  return createFromUtf16WithoutThrowing(text.data(), text.size(), isValid);
+}
+
+CPString validateAndCreateCPStringWithoutThrowing(const std::u32string& text, bool& isValid) {
+  return createFromUtf32WithoutThrowing(text.data(), text.size(), isValid);
+}
+
+CPString validateAndCreateCPStringWithoutThrowing(const wchar_t* text, bool& isValid) {
+  return validateAndCreateCPStringWithoutThrowing(std::wstring(text != nullptr ? text : L""), isValid);
+}
+
+CPString validateAndCreateCPStringWithoutThrowing(const std::wstring& text, bool& isValid) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    return createFromUtf16WithoutThrowing(reinterpret_cast<const char16_t*>(text.data()), text.size(), isValid);
+  } else {
+    return createFromUtf32WithoutThrowing(reinterpret_cast<const char32_t*>(text.data()), text.size(), isValid);
+  }
+}
+
+std::string validateFixAndCreateStdStringWithoutThrowing(const char* utf8, bool& repairWasNeeded) {
+  std::string result;
+  repairWasNeeded = utf8 != nullptr && Utf8Encoding::appendUtf8Repaired(result, utf8, std::strlen(utf8));
+  return result;
+}
+
+std::string validateFixAndCreateStdStringWithoutThrowing(const std::string& utf8, bool& repairWasNeeded) {
+  std::string result;
+  repairWasNeeded = Utf8Encoding::appendUtf8Repaired(result, utf8.data(), utf8.size());
+  return result;
+}
+
+CPString validateFixAndCreateCPStringWithoutThrowing(const char* utf8, bool& repairWasNeeded) {
+  return CPString(validateFixAndCreateStdStringWithoutThrowing(utf8, repairWasNeeded));
+}
+
+CPString validateFixAndCreateCPStringWithoutThrowing(const std::string& utf8, bool& repairWasNeeded) {
+  return CPString(validateFixAndCreateStdStringWithoutThrowing(utf8, repairWasNeeded));
+}
+
+bool isAsciiOnly(const char* text) {
+  return text == nullptr || Utf8Encoding::isAsciiOnly(text, std::strlen(text));
+}
+
+bool isValidUtf8(const char* bytes, std::size_t length) {
+  return bytes == nullptr || utf8::find_invalid(bytes, bytes + length) == bytes + length;
+}
+
+std::string toupper_ForLowLevelUtilities(const std::string& text) {
+  std::string result(text);
+  for (char& c : result) {
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  return result;
+}
+
+std::string tolower_ForLowLevelUtilities(const std::string& text) {
+  std::string result(text);
+  for (char& c : result) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return result;
+}
+
+// ---- bounded copies ---------------------------------------------------------------------
+
+namespace {
+
+// Appends at most `count` characters of `source` behind the first `used`
+// characters. A cut in narrow text backs off to a UTF-8 sequence boundary.
+template <class CharT>
+bool boundedAppend(CharT* destination, std::size_t capacity, std::size_t used, const CharT* source, std::size_t count) {
+  if (destination == nullptr || capacity == 0) {
+    return source == nullptr || count == 0 || *source == CharT{};
+  }
+  if (used >= capacity) {
+    destination[capacity - 1] = CharT{};
+    return false;
+  }
+  std::size_t sourceLength = 0;
+  if (source != nullptr) {
+    while (sourceLength < count && source[sourceLength] != CharT{}) {
+      ++sourceLength;
+    }
+  }
+  const std::size_t room = capacity - 1 - used;
+  std::size_t copied = sourceLength <= room ? sourceLength : room;
+  if constexpr (sizeof(CharT) == 1) {
+    if (copied < sourceLength) {
+      while (copied > 0 && (static_cast<unsigned char>(source[copied]) & 0xC0) == 0x80) {
+        --copied;
+      }
+    }
+  }
+  if (copied != 0) {
+    std::memmove(destination + used, source, copied * sizeof(CharT));
+  }
+  destination[used + copied] = CharT{};
+  return copied == sourceLength;
+}
+
+template <class CharT>
+std::size_t boundedLength(const CharT* text, std::size_t capacity) {
+  std::size_t length = 0;
+  while (length < capacity && text[length] != CharT{}) {
+    ++length;
+  }
+  return length;
+}
+
+}  // namespace
+
+bool strcpy_with_size(char* destination, std::size_t capacity, const char* source) {
+  return boundedAppend(destination, capacity, 0, source, static_cast<std::size_t>(-1));
+}
+
+bool strcat_with_size(char* destination, std::size_t capacity, const char* source) {
+  const std::size_t used = destination != nullptr ? boundedLength(destination, capacity) : 0;
+  return boundedAppend(destination, capacity, used, source, static_cast<std::size_t>(-1));
+}
+
+bool strncat_with_size(char* destination, std::size_t capacity, const char* source, std::size_t count) {
+  const std::size_t used = destination != nullptr ? boundedLength(destination, capacity) : 0;
+  return boundedAppend(destination, capacity, used, source, count);
+}
+
+bool strcpy_with_size(wchar_t* destination, std::size_t capacity, const wchar_t* source) {
+  return boundedAppend(destination, capacity, 0, source, static_cast<std::size_t>(-1));
+}
+
+bool strcat_with_size(wchar_t* destination, std::size_t capacity, const wchar_t* source) {
+  const std::size_t used = destination != nullptr ? boundedLength(destination, capacity) : 0;
+  return boundedAppend(destination, capacity, used, source, static_cast<std::size_t>(-1));
+}
+
+bool strncat_with_size(wchar_t* destination, std::size_t capacity, const wchar_t* source, std::size_t count) {
+  const std::size_t used = destination != nullptr ? boundedLength(destination, capacity) : 0;
+  return boundedAppend(destination, capacity, used, source, count);
+}
+
+}  // namespace CPStringUtils

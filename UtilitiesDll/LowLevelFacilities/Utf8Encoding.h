@@ -1,0 +1,100 @@
+#pragma once
+// Small inline UTF-8 encoders shared by the formatter and the string
+// conversions. They never fail and never allocate beyond what the sink does.
+//
+// appendCodePointAsUtf8 writes any value up to 21 bits in the 1- to 4-byte
+// UTF-8 form without validating it (surrogates and values above U+10FFFF
+// included); callers that need valid output check first.
+//
+// appendUtf16AsUtf8Lenient is the never-failing UTF-16 walk: a unit from
+// 0xD800 to 0xDBFF is joined with the next unit as
+// (first * 1024 + second - 56,613,888) without checking that the second is a
+// trail surrogate; a lead unit at the very end is written on its own.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Utf8Encoding {
+
+template <class Sink>
+inline void appendCodePointAsUtf8(Sink& sink, std::uint32_t codePoint) {
+  if (codePoint < 0x80) {
+    sink.push_back(static_cast<char>(codePoint));
+  } else if (codePoint < 0x800) {
+    const char bytes[2] = {static_cast<char>(0xC0 | (codePoint >> 6)), static_cast<char>(0x80 | (codePoint & 0x3F))};
+    sink.append(bytes, 2);
+  } else if (codePoint < 0x10000) {
+    const char bytes[3] = {static_cast<char>(0xE0 | (codePoint >> 12)),
+                           static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)),
+                           static_cast<char>(0x80 | (codePoint & 0x3F))};
+    sink.append(bytes, 3);
+  } else {
+    const char bytes[4] = {
+        static_cast<char>(0xF0 | ((codePoint >> 18) & 0x07)), static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F)),
+        static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F)), static_cast<char>(0x80 | (codePoint & 0x3F))};
+    sink.append(bytes, 4);
+  }
+}
+
+template <class Sink, class Unit>
+inline void appendUtf16AsUtf8Lenient(Sink& sink, const Unit* units, std::size_t length) {
+  std::size_t i = 0;
+  while (i < length) {
+    // ASCII runs are copied as they are.
+    std::size_t run = i;
+    while (run < length && static_cast<std::uint32_t>(units[run]) < 0x80) {
+      ++run;
+    }
+    if (run > i) {
+      if constexpr (sizeof(Unit) == 1) {
+        sink.append(reinterpret_cast<const char*>(units + i), run - i);
+      } else {
+        for (std::size_t k = i; k < run; ++k) {
+          sink.push_back(static_cast<char>(units[k]));
+        }
+      }
+      i = run;
+      continue;
+    }
+    std::uint32_t value = static_cast<std::uint16_t>(units[i]);
+    if (value >= 0xD800 && value <= 0xDBFF && i + 1 < length) {
+      value = value * 1024 + static_cast<std::uint16_t>(units[i + 1]) - 56613888u;
+      ++i;
+    }
+    appendCodePointAsUtf8(sink, value);
+    ++i;
+  }
+}
+
+template <class Sink, class Unit>
+inline void appendUtf32AsUtf8Lenient(Sink& sink, const Unit* units, std::size_t length) {
+  for (std::size_t i = 0; i < length; ++i) {
+    appendCodePointAsUtf8(sink, static_cast<std::uint32_t>(units[i]) & 0x1FFFFF);
+  }
+}
+
+}  // namespace Utf8Encoding
+
+#include "hdUtilitiesExport.h"
+
+#include <string>
+
+namespace Utf8Encoding {
+
+// Never-failing decoders: every malformed UTF-8 sequence becomes one U+FFFD
+// (an invalid lead or stray trail byte, a sequence cut short by a non-trail
+// byte or by the end, an overlong form, a surrogate or a value above U+10FFFF).
+HDU_API void appendUtf8AsUtf16Replacing(std::u16string& out, const char* bytes, std::size_t length);
+HDU_API void appendUtf8AsUtf32Replacing(std::u32string& out, const char* bytes, std::size_t length);
+// UTF-8 with each malformed sequence replaced by U+FFFD; returns whether any
+// replacement was needed.
+HDU_API bool appendUtf8Repaired(std::string& out, const char* bytes, std::size_t length);
+// UTF-16 to UTF-8 where an unpaired surrogate becomes U+FFFD.
+HDU_API void appendUtf16AsUtf8Replacing(std::string& out, const char16_t* units, std::size_t length);
+// Whether the bytes are all below 0x80 (eight at a time).
+HDU_API bool isAsciiOnly(const char* bytes, std::size_t length) noexcept;
+// Length of the well-formed UTF-8 sequence a lead byte starts (2 to 4), or 1
+// for a byte that cannot lead one, so that walks always advance.
+HDU_API std::size_t sequenceLengthOrOne(unsigned char lead);
+
+}  // namespace Utf8Encoding

@@ -1,0 +1,150 @@
+#include "DebuggingAndExceptions/CPException.h"
+#include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/CXString.h"
+#include "LowLevelFacilities/FormatSpecification.h"
+#include "LowLevelFacilities/Formatter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+using InternalHaldenCP::FormatSpecification;
+using InternalHaldenCP::FormatStringBuffer;
+using InternalHaldenCP::formatToStdString;
+
+TEST(FormatSpecification, CharacterClassesAndParsing) {
+  using C = FormatSpecification::CharacterClass;
+  for (char c : std::string(" #'+-0I")) {
+    EXPECT_EQ(FormatSpecification::classify(c), C::Flag) << c;
+  }
+  for (char c : std::string("*123456789")) {
+    EXPECT_EQ(FormatSpecification::classify(c), C::WidthOrPrecisionDigit) << c;
+  }
+  EXPECT_EQ(FormatSpecification::classify('.'), C::PrecisionPoint);
+  for (char c : std::string("LZhjlqtz")) {
+    EXPECT_EQ(FormatSpecification::classify(c), C::SizeModifier) << c;
+  }
+  for (char c : std::string("%ACEFGSXacdefgimnopsux")) {
+    EXPECT_EQ(FormatSpecification::classify(c), C::Conversion) << c;
+  }
+  for (char c : std::string("!$BDHbkrvwy{~\x1f")) {
+    EXPECT_EQ(FormatSpecification::classify(c), C::Invalid) << c;
+  }
+
+  const char* format = "%016I64X tail";
+  FormatSpecification spec = FormatSpecification::parseAfterFirstPercentCharacter(format + 1);
+  EXPECT_STREQ(spec.getFormatSpecificationString(), "%016I64X");
+  EXPECT_EQ(spec.getFormatSpecificationLength(), 8u);
+  EXPECT_EQ(spec.getFormatSpecifierCharacter(), 'X');
+  EXPECT_STREQ(spec.getEndOfFormatSpecificationInOriginalString(), " tail");
+  EXPECT_FALSE(spec.isSinglePercentCharacter());
+  EXPECT_TRUE(FormatSpecification::parseAfterFirstPercentCharacter("%").isSinglePercentCharacter());
+
+  FormatSpecification wide = FormatSpecification::parseAfterFirstPercentCharacter("-10S");
+  wide.convertWideCharFormatSpecifierCharacterToMultibyteSpecifier();
+  EXPECT_STREQ(wide.getFormatSpecificationString(), "%-10s");
+  wide.convertMultibyteFormatSpecifierCharacterToWideCharacterSpecifier();
+  EXPECT_EQ(wide.getFormatSpecifierCharacter(), 'S');
+}
+
+TEST(Formatter, InvalidAndIncompleteConversionsThrowInvalidArgument) {
+  try {
+    (void)formatToStdString("value %b here", 1);
+    FAIL();
+  } catch (const CPExceptionInvalidArgument& e) {
+    EXPECT_STREQ(e.getExceptionMessage(), "Invalid character, b, in a format specification, %b here");
+  }
+  try {
+    (void)formatToStdString("dangling %-5", 1);
+    FAIL();
+  } catch (const CPExceptionInvalidArgument& e) {
+    EXPECT_STREQ(e.getExceptionMessage(), "No valid format specifier characters in '%-5'");
+  }
+}
+
+TEST(Formatter, ConversionsAsPrintfWritesThem) {
+  EXPECT_EQ(formatToStdString("100%%"), "100%");
+  EXPECT_EQ(formatToStdString("%5.2f", 3.14159), " 3.14");
+  EXPECT_EQ(formatToStdString("%-4d|", 7), "7   |");
+  EXPECT_EQ(formatToStdString("%04d|%+d|% d|%x|%X|%#x|%o", 42, 5, 5, 255, 255, 255, 8), "0042|+5| 5|ff|FF|0xff|10");
+  EXPECT_EQ(formatToStdString("%d %ld %lld %u", -1, -2L, -3LL, 4u), "-1 -2 -3 4");
+  EXPECT_EQ(formatToStdString("%x", -1), "ffffffff");  // the argument's own width
+  EXPECT_EQ(formatToStdString("%lx", static_cast<std::int64_t>(-1)), "ffffffffffffffff");
+  EXPECT_EQ(formatToStdString("%016I64X", 0x1234ABCDull), "000000001234ABCD");
+  EXPECT_EQ(formatToStdString("%0*x", 8, 0xbeefu), "0000beef");
+  EXPECT_EQ(formatToStdString("%0*d", 5, 42), "00042");
+  EXPECT_EQ(formatToStdString("[%*.*s]", 6, 3, "abcdef"), "[   abc]");
+  EXPECT_EQ(formatToStdString("[%-*d]", 4, 1), "[1   ]");
+  EXPECT_EQ(formatToStdString("[%*d]", -4, 1), "[1   ]");
+  EXPECT_EQ(formatToStdString("%.3d|%.0d|", 7, 0), "007||");
+  EXPECT_EQ(formatToStdString("%c%c", 'o', 'k'), "ok");
+  EXPECT_EQ(formatToStdString("%e", 1234.5), "1.234500e+03");
+  EXPECT_EQ(formatToStdString("%g", 0.0001), "0.0001");
+  EXPECT_EQ(formatToStdString("%s and %d", true, 'A'), "1 and 65");
+  EXPECT_EQ(formatToStdString("%d", static_cast<std::uint32_t>(0x80004005u)), "-2147467259");
+  EXPECT_EQ(formatToStdString("%u", static_cast<std::int8_t>(-1)), "255");
+  const void* pointer = reinterpret_cast<const void*>(static_cast<std::uintptr_t>(0xABCDu));
+  EXPECT_EQ(formatToStdString("0x%p", pointer), sizeof(void*) == 8 ? "0x000000000000ABCD" : "0x0000ABCD");
+  EXPECT_EQ(formatToStdString("%s", static_cast<const char*>(nullptr)), "(null)");
+}
+
+TEST(Formatter, NarrowAndWideTextUnderEitherConversion) {
+  EXPECT_EQ(formatToStdString("%S", "narrow"), "narrow");
+  EXPECT_EQ(formatToStdString("%s", L"wide \u00e9"), "wide \xc3\xa9");
+  EXPECT_EQ(formatToStdString("%S|%s", std::u16string(u"\u00e9"), std::wstring(L"x")), "\xc3\xa9|x");
+  EXPECT_EQ(formatToStdString("%s", CXString(u"\U0001F600")), "\xF0\x9F\x98\x80");
+  EXPECT_EQ(formatToStdString("%s|%s", std::string("std"), std::string_view("view")), "std|view");
+  EXPECT_EQ(formatToStdString("[%-6S]", L"ab"), "[ab    ]");
+  // Precision never cuts a UTF-8 sequence in two.
+  EXPECT_EQ(formatToStdString("[%.2s]", "a\xc3\xa9"), "[a]");
+}
+
+TEST(Formatter, TooFewAndTooManyArguments) {
+  EXPECT_EQ(formatToStdString("%d and %s and %%", 1), "1 and %s and %");
+  EXPECT_EQ(formatToStdString("%0*x", 8), "%0*x");
+  EXPECT_EQ(formatToStdString("no conversions", 1, 2), "no conversions");
+  {
+    InternalChecks::InternalCheckScope checks;
+    try {
+      (void)formatToStdString("no conversions", 1);
+      FAIL();
+    } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()),
+                "Extra arguments provided to formatWorker(). There's no format specifier corresponding to this "
+                "argument in the original format string: no conversions");
+    }
+  }
+  EXPECT_EQ(InternalChecks::internalCheckCounter(), 0);
+}
+
+TEST(Formatter, BufferStaysInlineThenSpillsWithoutCutting) {
+  FormatStringBuffer<1024> buffer;
+  InternalHaldenCP::formatIntoBuffer(buffer, "%s (line %ld) in %s%s", "file.cpp", 12L, "F", "");
+  EXPECT_TRUE(buffer.isUsingInlineStorage());
+  EXPECT_EQ(buffer.view(), "file.cpp (line 12) in F");
+
+  FormatStringBuffer<1024> full;
+  InternalHaldenCP::formatIntoBuffer(full, "%s", std::string(1023, 'a'));
+  EXPECT_TRUE(full.isUsingInlineStorage());
+  full.push_back('b');
+  EXPECT_FALSE(full.isUsingInlineStorage());
+  EXPECT_EQ(full.size(), 1024u);
+
+  const std::string longText(5000, 'z');
+  EXPECT_EQ(formatToStdString("<%s>", longText), "<" + longText + ">");
+  EXPECT_EQ(formatToStdString("%5000d", 1).size(), 5000u);
+}
+
+TEST(Formatter, LastErrorSurvivesFormatting) {
+  PlatformFacilities::setLastError(31);
+  (void)formatToStdString("%s %d %f %S", "a", 1, 2.0, L"w");
+  EXPECT_EQ(PlatformFacilities::getLastError(), 31u);
+  try {
+    (void)formatToStdString("%k", 1);
+  } catch (const CPException& e) {
+    EXPECT_EQ(e.getLastErrorValue(), 31u);
+  }
+  EXPECT_EQ(PlatformFacilities::getLastError(), 31u);
+}
