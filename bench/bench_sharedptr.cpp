@@ -1,4 +1,5 @@
-// HldSharedPtr against std::shared_ptr (made with std::make_shared), same run:
+// HldSharedPtr against std::shared_ptr (made with std::make_shared; for
+// creation also from a `new` object), same run:
 //   create_destroy   make a pointer to a new object and let it go
 //   copy_destroy     copy an existing pointer and let the copy go
 //   create_copy_destroy  make one, copy it three times, let all go
@@ -43,6 +44,17 @@ void createDestroyStd(benchmark::State& state) {
   }
 }
 BENCHMARK(createDestroyStd)->Name("create_destroy/std_make_shared");
+
+// The same with the object and its control block allocated separately, as
+// HldSharedPtr (whose control block comes from the thread's pool) does.
+void createDestroyStdFromNew(benchmark::State& state) {
+  int i = 0;
+  for (auto _ : state) {
+    std::shared_ptr<Payload> pointer(new Payload(++i));
+    hdbench::opaque(pointer);
+  }
+}
+BENCHMARK(createDestroyStdFromNew)->Name("create_destroy/std_shared_ptr_new");
 
 void copyDestroyOurs(benchmark::State& state) {
   const HldSharedPtr<Payload> original(new Payload(1));

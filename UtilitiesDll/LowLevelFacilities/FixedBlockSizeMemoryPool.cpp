@@ -93,7 +93,7 @@ void FixedBlockSizeMemoryPool::AddChunk() {
   m_freeListHead = next;
 }
 
-void* FixedBlockSizeMemoryPool::AllocateFromPool(unsigned size) {
+void* FixedBlockSizeMemoryPool::AllocateFromPoolAfterRefill(unsigned size) {
   if (size > m_blockSize) {
     HDU_THROW(CPExceptionInvalidArgument, HDU_DEBUG_CONTEXT("FixedBlockSizeMemoryPool::AllocateFromPool"),
               "A block of %u bytes was requested from the pool '%S', whose blocks hold %u bytes.", size, m_name,
@@ -106,15 +106,6 @@ void* FixedBlockSizeMemoryPool::AllocateFromPool(unsigned size) {
   m_freeListHead = block->next;
   ++m_allocationCount;
   return block;
-}
-
-void FixedBlockSizeMemoryPool::ReturnToPool(void* block, unsigned /*size*/) noexcept {
-  if (block == nullptr) {
-    ++m_nullReturnCount;
-    return;
-  }
-  m_freeListHead = new (block) FreeBlock{m_freeListHead};
-  ++m_returnCount;
 }
 
 FixedBlockSizeMemoryPool::FreeBlock* FixedBlockSizeMemoryPool::FindFreeListTail() const noexcept {

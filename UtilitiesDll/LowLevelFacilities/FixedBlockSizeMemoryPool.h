@@ -36,6 +36,7 @@
 #include "hdUtilitiesExport.h"
 
 #include <cstdint>
+#include <new>
 
 class HDU_API FixedBlockSizeMemoryPool {
  public:
@@ -67,10 +68,26 @@ class HDU_API FixedBlockSizeMemoryPool {
   // Pops the head of the free list, first filling the list with a new chunk
   // when it is empty. A request larger than the block size throws
   // CPExceptionInvalidArgument; running out of memory throws std::bad_alloc.
-  void* AllocateFromPool(unsigned size);
+  // (The common case is inline: it is on the path of every shared pointer.)
+  void* AllocateFromPool(unsigned size) {
+    if (size > m_blockSize || m_freeListHead == nullptr) {
+      return AllocateFromPoolAfterRefill(size);
+    }
+    FreeBlock* block = m_freeListHead;
+    m_freeListHead = block->next;
+    ++m_allocationCount;
+    return block;
+  }
   // Pushes the block on the head of the free list; a null block is ignored.
   // The size is not used: every block has the pool's size.
-  void ReturnToPool(void* block, unsigned size) noexcept;
+  void ReturnToPool(void* block, unsigned /*size*/) noexcept {
+    if (block == nullptr) {
+      ++m_nullReturnCount;
+      return;
+    }
+    m_freeListHead = ::new (block) FreeBlock{m_freeListHead};
+    ++m_returnCount;
+  }
   // Appends the other pool's whole free list behind the last block of this
   // pool's list (or makes it this pool's list when this one is empty), takes
   // over the other pool's chunks, copies its second flag, and adds its
@@ -123,6 +140,7 @@ class HDU_API FixedBlockSizeMemoryPool {
   struct ChunkHeader;
 
   void AddChunk();
+  void* AllocateFromPoolAfterRefill(unsigned size);
   FreeBlock* FindFreeListTail() const noexcept;
   void TransferEverythingFrom(FixedBlockSizeMemoryPool& other) noexcept;
   unsigned WriteDisplayString(wchar_t* buffer, unsigned capacity, const char* utf8Text) const noexcept;

@@ -20,11 +20,13 @@
 // SharedPtrCompare<T> compares the objects with their operator<, a null
 // pointer before any object.
 
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 #include "hdUtilitiesExport.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -39,10 +41,44 @@ static_assert(sizeof(SharedPtrInfoStruct) == 12, "the control block is three 32-
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "the reference count must be lock-free");
 
 namespace InternalHaldenCP {
+
+// The ends of a control block's life outside a loaded library (before its
+// static initialisation, or once its unload clean-up has begun): from and to
+// the heap.
+HDU_API SharedPtrInfoStruct* AllocateSharedPtrInfoFromHeap();
+HDU_API void FreeSharedPtrInfoToHeap(SharedPtrInfoStruct* info) noexcept;
+
 // A control block with a reference count of 1, from the calling thread's pool.
-HDU_API SharedPtrInfoStruct* AllocateSharedPtrInfo();
-// Gives a control block back (to the calling thread's pool, or the heap).
-HDU_API void FreeSharedPtrInfo(SharedPtrInfoStruct* info) noexcept;
+// (Inline: one call into the library per block, for the thread's storage.)
+inline SharedPtrInfoStruct* AllocateSharedPtrInfo() {
+  if (UtilitiesDllPerThreadStorage* storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded()) {
+    void* memory = storage->GetSharedPtrMemoryPoolOfThisStorage().AllocateFromPool(sizeof(SharedPtrInfoStruct));
+    return ::new (memory)
+        SharedPtrInfoStruct{{1}, SharedPtrInfoStruct::kFromThreadPool, storage->GetCreatingThreadId()};
+  }
+  return AllocateSharedPtrInfoFromHeap();
+}
+
+// Gives a control block back: to the calling thread's pool (whichever thread
+// made it), or to the heap it came from. While the library is unloading a
+// pool block stays where it is: the pools are being combined and freed.
+inline void FreeSharedPtrInfo(SharedPtrInfoStruct* info) noexcept {
+  if (info->m_origin == SharedPtrInfoStruct::kFromHeap) {
+    FreeSharedPtrInfoToHeap(info);
+    return;
+  }
+  UtilitiesDllPerThreadStorage* storage = nullptr;
+  try {
+    storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded();
+  } catch (...) {
+    // This thread's storage could not be created (out of memory): the block is
+    // given up rather than let an exception out of a destructor.
+  }
+  if (storage != nullptr) {
+    storage->GetSharedPtrMemoryPoolOfThisStorage().ReturnToPool(info, sizeof(SharedPtrInfoStruct));
+  }
+}
+
 }  // namespace InternalHaldenCP
 
 template <class T>
@@ -132,8 +168,11 @@ class HldSharedPtr {
       m_info->m_referenceCount.fetch_add(1, std::memory_order_relaxed);
     }
   }
+  // An owner that sees a count of 1 holds the only reference: no other thread
+  // can copy it at the same time, so the atomic decrement can be skipped.
   void release() noexcept {
-    if (m_info != nullptr && m_info->m_referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    if (m_info != nullptr && (m_info->m_referenceCount.load(std::memory_order_acquire) == 1 ||
+                              m_info->m_referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1)) {
       delete m_pointee;
       InternalHaldenCP::FreeSharedPtrInfo(m_info);
     }

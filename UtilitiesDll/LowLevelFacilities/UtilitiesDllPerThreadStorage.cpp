@@ -65,6 +65,16 @@ UtilitiesDllPerThreadStorage* UtilitiesDllPerThreadStorage::TryGetUtilitiesDllPe
   return t_perThreadStorage;
 }
 
+UtilitiesDllPerThreadStorage* UtilitiesDllPerThreadStorage::GetStorageWhileLoaded() {
+  if (g_markerWord.load(std::memory_order_relaxed) != kMarkerWhileLoaded) {
+    return nullptr;
+  }
+  if (UtilitiesDllPerThreadStorage* storage = t_perThreadStorage) {
+    return storage;
+  }
+  return &GetUtilitiesDllPerThreadStorageObject();
+}
+
 FixedBlockSizeMemoryPool& UtilitiesDllPerThreadStorage::GetSharedPtrMemoryPool() {
   return GetUtilitiesDllPerThreadStorageObject().m_sharedPtrMemoryPool;
 }

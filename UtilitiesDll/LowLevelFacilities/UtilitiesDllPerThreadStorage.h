@@ -72,6 +72,10 @@ class HDU_API UtilitiesDllPerThreadStorage {
   // The calling thread's storage or null; never creates anything.
   static UtilitiesDllPerThreadStorage* TryGetUtilitiesDllPerThreadStorageObject() noexcept;
   static FixedBlockSizeMemoryPool& GetSharedPtrMemoryPool();
+  // The calling thread's storage (created on first use) while the marker word
+  // is 34567; null before the library's static initialisation and once the
+  // unload clean-up has begun. The shared pointers' one call per control block.
+  static UtilitiesDllPerThreadStorage* GetStorageWhileLoaded();
   // The calling thread's execution-context stack or null. Never creates
   // anything, takes no lock, and answers null once the unload clean-up has
   // begun, so it is safe inside error handling and during unload.
