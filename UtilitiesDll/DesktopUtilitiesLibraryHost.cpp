@@ -1,6 +1,7 @@
 #include "DesktopUtilitiesLibraryHost.h"
 
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 
 #include <atomic>
 #include <mutex>
@@ -15,6 +16,7 @@ std::atomic<ClockFunction> g_selectedClockFunction{nullptr};
 std::mutex g_clockSelectionLock;
 std::atomic<std::uint64_t> g_unloadTimeStamp{0};
 std::atomic<bool> g_processDetachHasRun{false};
+std::atomic<UnloadStepObserver> g_unloadStepObserver{nullptr};
 
 ClockFunction selectClockFunctionOnce() noexcept {
   ClockFunction clock = g_selectedClockFunction.load(std::memory_order_acquire);
@@ -47,6 +49,7 @@ void OnProcessDetach() noexcept {
   const ClockFunction clock = selectClockFunctionOnce();
   g_unloadTimeStamp.store(clock(), std::memory_order_release);
   g_processDetachHasRun.store(true, std::memory_order_release);
+  NotifyUnloadStep("process detach");
 }
 
 void RunProcessDetachStepsIfNotYetRun() noexcept {
@@ -73,6 +76,16 @@ std::uint64_t GetUnloadTimeStamp() noexcept {
 
 bool HasProcessDetachRun() noexcept {
   return g_processDetachHasRun.load(std::memory_order_acquire);
+}
+
+void SetUnloadStepObserver(UnloadStepObserver observer) noexcept {
+  g_unloadStepObserver.store(observer, std::memory_order_release);
+}
+
+void NotifyUnloadStep(const char* step) noexcept {
+  if (const UnloadStepObserver observer = g_unloadStepObserver.load(std::memory_order_acquire)) {
+    observer(step, UtilitiesDllPerThreadStorage::GetMarkerWord());
+  }
 }
 
 }  // namespace DesktopUtilitiesLibraryHost

@@ -50,6 +50,14 @@ HDU_API bool IsPerformanceCounterSelected() noexcept;
 HDU_API std::uint64_t GetUnloadTimeStamp() noexcept;
 HDU_API bool HasProcessDetachRun() noexcept;
 
+// Diagnostics of the unload sequence: the observer (a function of another
+// module, for instance a test that unloads a private copy of the library) is
+// told of each unload step as it completes, with the marker word at that
+// moment: "process detach", then "clean-up".
+using UnloadStepObserver = void (*)(const char* step, std::uint32_t markerWord);
+HDU_API void SetUnloadStepObserver(UnloadStepObserver observer) noexcept;
+HDU_API void NotifyUnloadStep(const char* step) noexcept;
+
 }  // namespace DesktopUtilitiesLibraryHost
 
 // Services of the desktop build that the library's portable code reaches

@@ -193,6 +193,7 @@ namespace {
 void cleanUpAtExit() {
   DesktopUtilitiesLibraryHost::RunProcessDetachStepsIfNotYetRun();
   UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach();
+  DesktopUtilitiesLibraryHost::NotifyUnloadStep("clean-up");
 }
 
 struct PerThreadStorageStaticInitializer {

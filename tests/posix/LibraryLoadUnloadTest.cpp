@@ -14,6 +14,8 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 // The copy defines the same exported globals as the library the test program
 // is linked with; that is the point of the test, so AddressSanitizer reports
@@ -24,6 +26,12 @@ extern "C" const char* __asan_default_options() {
 }
 
 namespace {
+
+std::vector<std::pair<std::string, std::uint32_t>> g_unloadSteps;
+
+void recordUnloadStep(const char* step, std::uint32_t markerWord) {
+  g_unloadSteps.emplace_back(step, markerWord);
+}
 
 template <class Function>
 Function lookUp(void* library, const char* mangledName) {
@@ -48,6 +56,10 @@ TEST(LibraryLoadUnload, PrivateCopyLoadsWithItsMarkerAndUnloadsCleanly) {
       lookUp<FixedBlockSizeMemoryPool& (*)()>(library, "_ZN28UtilitiesDllPerThreadStorage22GetSharedPtrMemoryPoolEv");
   const auto countStorages =
       lookUp<std::size_t (*)()>(library, "_ZN28UtilitiesDllPerThreadStorage34GetNumberOfPerThreadStorageObjectsEv");
+  using Observer = void (*)(const char*, std::uint32_t);
+  const auto setObserver =
+      lookUp<void (*)(Observer)>(library, "_ZN27DesktopUtilitiesLibraryHost21SetUnloadStepObserverEPFvPKcjE");
+  ASSERT_NE(setObserver, nullptr);
   ASSERT_TRUE(getMarker && getHandle && getPool && countStorages);
 
   EXPECT_EQ(getMarker(), 34567u);
@@ -61,7 +73,13 @@ TEST(LibraryLoadUnload, PrivateCopyLoadsWithItsMarkerAndUnloadsCleanly) {
   getPool().AllocateFromPool(12);
   EXPECT_EQ(countStorages(), 2u);
 
+  g_unloadSteps.clear();
+  setObserver(&recordUnloadStep);
   ASSERT_EQ(::dlclose(library), 0);
   EXPECT_EQ(::dlopen(copy.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "the copy stayed loaded";
+  // The detach steps ran first, while the marker still said "loaded"; the
+  // clean-up then set it to 0.
+  const std::vector<std::pair<std::string, std::uint32_t>> expected = {{"process detach", 34567u}, {"clean-up", 0u}};
+  EXPECT_EQ(g_unloadSteps, expected);
   std::filesystem::remove(copy);
 }

@@ -14,8 +14,16 @@
 #include <cstdint>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
+
+std::vector<std::pair<std::string, std::uint32_t>> g_unloadSteps;
+
+void recordUnloadStep(const char* step, std::uint32_t markerWord) {
+  g_unloadSteps.emplace_back(step, markerWord);
+}
 
 template <class Function>
 Function lookUp(HMODULE library, const char* mangledName) {
@@ -40,6 +48,10 @@ TEST(LibraryLoadUnload, PrivateCopyLoadsWithItsMarkerAndUnloadsCleanly) {
   const auto countStorages =
       lookUp<std::size_t (*)()>(library, "_ZN28UtilitiesDllPerThreadStorage34GetNumberOfPerThreadStorageObjectsEv");
   const auto detachHasRun = lookUp<bool (*)()>(library, "_ZN27DesktopUtilitiesLibraryHost19HasProcessDetachRunEv");
+  using Observer = void (*)(const char*, std::uint32_t);
+  const auto setObserver =
+      lookUp<void (*)(Observer)>(library, "_ZN27DesktopUtilitiesLibraryHost21SetUnloadStepObserverEPFvPKcjE");
+  ASSERT_NE(setObserver, nullptr);
   ASSERT_TRUE(getMarker && getHandle && getPool && countStorages && detachHasRun);
 
   EXPECT_EQ(getMarker(), 34567u);
@@ -52,7 +64,13 @@ TEST(LibraryLoadUnload, PrivateCopyLoadsWithItsMarkerAndUnloadsCleanly) {
   getPool().AllocateFromPool(12);
   EXPECT_EQ(countStorages(), 2u);
 
+  g_unloadSteps.clear();
+  setObserver(&recordUnloadStep);
   ASSERT_TRUE(::FreeLibrary(library));
   EXPECT_EQ(::GetModuleHandleW(copy.c_str()), nullptr) << "the copy stayed loaded";
+  // DllMain's detach ran first, while the marker still said "loaded"; the
+  // clean-up from the DLL's exit list then set it to 0.
+  const std::vector<std::pair<std::string, std::uint32_t>> expected = {{"process detach", 34567u}, {"clean-up", 0u}};
+  EXPECT_EQ(g_unloadSteps, expected);
   ::DeleteFileW(copy.c_str());
 }
