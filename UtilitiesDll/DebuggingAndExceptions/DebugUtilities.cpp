@@ -1,9 +1,36 @@
 #include "DebuggingAndExceptions/DebugUtilities.h"
 
+#include "LowLevelFacilities/FormatStringBuffer.h"
 #include "LowLevelFacilities/Formatter.h"
+#include "LowLevelFacilities/IPlatformUtilities.h"
+#include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
+
+#include <string_view>
 
 namespace DebugUtilities {
+
+namespace {
+
+// The text after "Execution context:\t".
+const char* executionContextTextForThisThread() noexcept {
+  if (UtilitiesDllPerThreadStorage::TryGetExecutionContextStackForErrorDisplay() == nullptr) {
+    return "<unavailable>";
+  }
+  // No thread has a stack until the execution-context stacks exist; they
+  // show a thread's stack here (its GetStackString()).
+  return "<unavailable>";
+}
+
+void writeTitleAndTextToDebuggerChannel(const char* title, const char* text) noexcept {
+  PlatformFacilities::writeToDebuggerChannel(title);
+  PlatformFacilities::writeToDebuggerChannel("\n");
+  PlatformFacilities::writeToDebuggerChannel(text);
+  PlatformFacilities::writeToDebuggerChannel("\n");
+}
+
+}  // namespace
 
 std::string formatLastErrorDisplayString(unsigned long code, bool withPrefix) {
   PlatformFacilities::LastErrorPreserver preserveLastError;
@@ -14,6 +41,78 @@ std::string formatLastErrorDisplayString(unsigned long code, bool withPrefix) {
   const char* prefix = withPrefix ? "GetLastError()" : "";
   const char* joiner = withPrefix ? " = " : "";
   return InternalHaldenCP::formatToStdString("%s%s%s (%lu/0x%lx)", prefix, joiner, text, code, code);
+}
+
+std::string getErrorContextAndMessageDescription(const DebugContextCopy& site, unsigned long lastError,
+                                                 const std::string& whatWasHappening, std::string&& threadDescription,
+                                                 std::string&& details) {
+  PlatformFacilities::LastErrorPreserver preserveLastError;
+  using InternalHaldenCP::formatIntoBuffer;
+  const std::string& path = site.getFullFileName();
+  const std::size_t separator = path.find_last_of("\\/");
+  const std::string_view fileName =
+      separator == std::string::npos ? std::string_view(path) : std::string_view(path).substr(separator + 1);
+  const auto processId = static_cast<unsigned long>(PlatformFacilities::currentProcessId());
+  if (threadDescription.empty()) {
+    const auto threadId = static_cast<unsigned long>(PlatformFacilities::currentThreadId());
+    threadDescription = InternalHaldenCP::formatToStdString("%lu|0x%lx", threadId, threadId);
+  }
+
+  InternalHaldenCP::FormatStringBuffer<1024> report;
+  formatIntoBuffer(report, "Path:\t%s\n", path);
+  formatIntoBuffer(report, "File:\t%s\n", fileName);
+  formatIntoBuffer(report, "Method:\t%s()\n", site.getFunctionName());
+  formatIntoBuffer(report, "Line:\t%u\n", static_cast<unsigned>(site.getLineNumber()));
+  formatIntoBuffer(report, "Version:\t%s\n", HDU_VERSION_TEXT);
+  formatIntoBuffer(report, "Process:\t%ld|0x%lx\n", static_cast<long>(processId), processId);
+  formatIntoBuffer(report, "Thread:\t%s\n", threadDescription);
+  formatIntoBuffer(report, "Last err (might be unrelated): %s\n", formatLastErrorDisplayString(lastError, true));
+  formatIntoBuffer(report, "While:\t%s\n", whatWasHappening);
+  formatIntoBuffer(report, "Execution context:\t%s\n", executionContextTextForThisThread());
+  if (!details.empty()) {
+    report.append("\nDetails:");
+    std::string_view rest(details);
+    while (!rest.empty()) {
+      const std::size_t lineEnd = rest.find('\n');
+      std::string_view line = rest.substr(0, lineEnd);
+      if (!line.empty() && line.back() == '\r') {
+        line.remove_suffix(1);
+      }
+      formatIntoBuffer(report, "\n\t%s", line);
+      rest = lineEnd == std::string_view::npos ? std::string_view() : rest.substr(lineEnd + 1);
+    }
+  }
+  return report.takeStdString();
+}
+
+void reportErrorForLowLevelUtilities(const IPlatformUtilities& platformUtilities, const char* title,
+                                     const char* text) noexcept {
+  PlatformFacilities::LastErrorPreserver preserveLastError;
+  const char* safeTitle = title != nullptr ? title : "";
+  const char* safeText = text != nullptr ? text : "";
+  try {
+    platformUtilities.displayDebugMessageForLowLevelUtilities(safeTitle, safeText);
+  } catch (...) {
+    writeTitleAndTextToDebuggerChannel(safeTitle, safeText);
+  }
+}
+
+void reportErrorForLowLevelUtilities(const char* title, const char* text) noexcept {
+  if (const IPlatformUtilities* platformUtilities = LowLevelFacilitiesGlobals::tryGetPlatformUtilities()) {
+    reportErrorForLowLevelUtilities(*platformUtilities, title, text);
+    return;
+  }
+  PlatformFacilities::LastErrorPreserver preserveLastError;
+  writeTitleAndTextToDebuggerChannel(title != nullptr ? title : "", text != nullptr ? text : "");
+}
+
+void reportErrorForLowLevelUtilities(const std::string& title, const std::string& text) noexcept {
+  reportErrorForLowLevelUtilities(title.c_str(), text.c_str());
+}
+
+void deliverReportToDeveloper(const IPlatformUtilities& platformUtilities, const char* title,
+                              const char* text) noexcept {
+  reportErrorForLowLevelUtilities(platformUtilities, title, text);
 }
 
 }  // namespace DebugUtilities

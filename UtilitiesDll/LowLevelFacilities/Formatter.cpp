@@ -255,9 +255,22 @@ void writeInteger(Buffer& out, const ConversionParts& parts, bool isSignedConver
   std::size_t digitCount = 0;
   const char* const alphabet = upper ? "0123456789ABCDEF" : "0123456789abcdef";
   unsigned long long rest = magnitude;
-  while (rest != 0) {
-    digits[sizeof(digits) - 1 - digitCount++] = alphabet[rest % base];
-    rest /= base;
+  // Constant divisors: the compiler turns them into multiplications and shifts.
+  if (base == 10) {
+    while (rest != 0) {
+      digits[sizeof(digits) - 1 - digitCount++] = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    }
+  } else if (base == 16) {
+    while (rest != 0) {
+      digits[sizeof(digits) - 1 - digitCount++] = alphabet[rest & 0xF];
+      rest >>= 4;
+    }
+  } else {
+    while (rest != 0) {
+      digits[sizeof(digits) - 1 - digitCount++] = alphabet[rest & 0x7];
+      rest >>= 3;
+    }
   }
   if (magnitude == 0 && parts.precision != 0) {
     digits[sizeof(digits) - 1 - digitCount++] = '0';
@@ -467,6 +480,12 @@ void copyRemainingFormat(Buffer& out, const char* cursor) {
   }
 }
 
+// The size modifiers of FormatSpecification ("LZhjlqtz"); the Windows "I"
+// prefixes are left to the general parse.
+bool isPlainSizeModifier(char c) {
+  return c == 'l' || c == 'h' || c == 'L' || c == 'Z' || c == 'j' || c == 'q' || c == 't' || c == 'z';
+}
+
 int integerArgumentValue(const FormatArgument& argument) {
   if (argument.kind == FormatArgumentKind::SignedInteger) {
     return static_cast<int>(argument.signedValue);
@@ -516,14 +535,23 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
       cursor = percent + 2;
       continue;
     }
-    if (percent[1] == 'd' &&
-        (argument.kind == FormatArgumentKind::SignedInteger || argument.kind == FormatArgumentKind::UnsignedInteger)) {
-      ConversionParts decimal;
-      decimal.conversion = 'd';
-      writeInteger(buffer, decimal, true, asSigned(argument), asUnsigned(argument));
-      ++next;
-      cursor = percent + 2;
-      continue;
+    // Integer conversions with nothing but size modifiers ("%d", "%ld", "%lu",
+    // "%llx"): the argument's own type decides the width, so the modifiers are
+    // skipped and the general parse is not needed.
+    if (argument.kind == FormatArgumentKind::SignedInteger || argument.kind == FormatArgumentKind::UnsignedInteger) {
+      const char* conversion = percent + 1;
+      while (isPlainSizeModifier(*conversion)) {
+        ++conversion;
+      }
+      const char c = *conversion;
+      if (c == 'd' || c == 'i' || c == 'u' || c == 'x' || c == 'X') {
+        ConversionParts plain;
+        plain.conversion = c == 'i' ? 'd' : c;
+        writeInteger(buffer, plain, c == 'd' || c == 'i', asSigned(argument), asUnsigned(argument));
+        ++next;
+        cursor = conversion + 1;
+        continue;
+      }
     }
 
     FormatSpecification specification = FormatSpecification::parseAfterFirstPercentCharacter(percent + 1);

@@ -41,6 +41,10 @@ HDU_API std::string processName();
 // Full path of the running program.
 HDU_API std::string processImagePath();
 HDU_API std::string computerName();
+// Name of the user the calling thread runs as (GetUserNameW, so an
+// impersonated thread answers the impersonated user; the effective user's
+// name from the password database on POSIX). Empty when it cannot be read.
+HDU_API std::string userName();
 
 // ---- error texts -------------------------------------------------------------
 // The system's message text for an error code in UTF-8, with trailing white
@@ -76,6 +80,14 @@ struct HighResolutionClockReading {
 };
 HDU_API HighResolutionClockReading readHighResolutionClock() noexcept;
 HDU_API bool isPerformanceCounterClockInUse() noexcept;
+// The raw clocks behind the choice above, for callers that make the choice
+// themselves (the library host's unload time stamp). The frequency query
+// answers false when the performance counter cannot be used.
+HDU_API bool queryPerformanceFrequency(std::uint64_t& ticksPerSecond) noexcept;
+HDU_API std::uint64_t readPerformanceCounter() noexcept;
+// Milliseconds since an arbitrary start (GetTickCount64; CLOCK_MONOTONIC in
+// milliseconds on POSIX).
+HDU_API std::uint64_t readTickClock() noexcept;
 
 struct LocalTime {
   int year;

@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <pwd.h>
 #include <sched.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -83,6 +84,26 @@ std::string computerName() {
     return {};
   }
   return buffer;
+}
+
+std::string userName() {
+  LastErrorPreserver preserve;
+  long suggested = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::string buffer(suggested > 0 ? static_cast<size_t>(suggested) : 1024, '\0');
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    passwd entry{};
+    passwd* result = nullptr;
+    const int status = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &result);
+    if (status == ERANGE) {
+      buffer.resize(buffer.size() * 2);
+      continue;
+    }
+    if (status != 0 || result == nullptr || result->pw_name == nullptr) {
+      return {};
+    }
+    return result->pw_name;
+  }
+  return {};
 }
 
 std::string systemMessageText(std::uint32_t code) {
@@ -176,6 +197,27 @@ HighResolutionClockReading readHighResolutionClock() noexcept {
 bool isPerformanceCounterClockInUse() noexcept {
   timespec resolution{};
   return ::clock_getres(CLOCK_MONOTONIC, &resolution) == 0;
+}
+
+bool queryPerformanceFrequency(std::uint64_t& ticksPerSecond) noexcept {
+  timespec resolution{};
+  if (::clock_getres(CLOCK_MONOTONIC, &resolution) != 0) {
+    return false;
+  }
+  ticksPerSecond = 1000000000ULL;
+  return true;
+}
+
+std::uint64_t readPerformanceCounter() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000000000ULL + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+std::uint64_t readTickClock() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000ULL + static_cast<std::uint64_t>(now.tv_nsec) / 1000000ULL;
 }
 
 LocalTime localTimeNow() noexcept {

@@ -83,6 +83,17 @@ std::string computerName() {
   return utf16ToUtf8(buffer, static_cast<int>(size));
 }
 
+std::string userName() {
+  LastErrorPreserver preserve;
+  wchar_t buffer[257] = {};  // UNLEN + 1
+  DWORD size = 257;
+  if (!::GetUserNameW(buffer, &size) || size == 0) {
+    return {};
+  }
+  // size counts the terminator.
+  return utf16ToUtf8(buffer, static_cast<int>(size - 1));
+}
+
 std::string systemMessageText(std::uint32_t code) {
   LastErrorPreserver preserve;
   wchar_t* text = nullptr;
@@ -203,6 +214,25 @@ HighResolutionClockReading readHighResolutionClock() noexcept {
 bool isPerformanceCounterClockInUse() noexcept {
   runOnce(g_clockSelectionOnce, &selectClock, nullptr);
   return g_clockSelection.usePerformanceCounter;
+}
+
+bool queryPerformanceFrequency(std::uint64_t& ticksPerSecond) noexcept {
+  LARGE_INTEGER frequency;
+  if (::QueryPerformanceFrequency(&frequency) && frequency.QuadPart > 0) {
+    ticksPerSecond = static_cast<std::uint64_t>(frequency.QuadPart);
+    return true;
+  }
+  return false;
+}
+
+std::uint64_t readPerformanceCounter() noexcept {
+  LARGE_INTEGER counter;
+  ::QueryPerformanceCounter(&counter);
+  return static_cast<std::uint64_t>(counter.QuadPart);
+}
+
+std::uint64_t readTickClock() noexcept {
+  return ::GetTickCount64();
 }
 
 LocalTime localTimeNow() noexcept {

@@ -1,0 +1,122 @@
+#include "DebuggingAndExceptions/AssertionFacility.h"
+
+#include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
+
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace HaldenAssertion {
+
+namespace {
+
+// Plain ints: a thread_local object with a destructor must not live in the
+// DLL (MinGW could not unload it then), and counters need none.
+thread_local int t_assertionsDisabledCounter = 0;
+thread_local int t_assertionsLogOnlyCounter = 0;
+
+void lowerCounter(int& counter, const char* messageWhenAlreadyZero) {
+  if (counter > 0) {
+    --counter;
+    return;
+  }
+  if (InternalChecks::internalChecksEnabled()) {
+    throw std::runtime_error(std::string("Assertion Internals: ") + messageWhenAlreadyZero);
+  }
+}
+
+}  // namespace
+
+IAssertionFacilityHost::~IAssertionFacilityHost() = default;
+
+AssertionFacility::AssertionFacility(IPlatformUtilities& platformUtilities, IAssertionFacilityHost& host) noexcept
+    : ProcessWideFacility(platformUtilities, host) {}
+
+AssertionFacility::~AssertionFacility() = default;
+
+AssertionFacility& AssertionFacility::operator=(AssertionFacility&& other) noexcept {
+  ProcessWideFacility::operator=(std::move(other));
+  return *this;
+}
+
+void AssertionFacility::reinitializeDueToContextChange() noexcept {
+  IPlatformUtilities& platformUtilities = getPlatformUtilities();
+  IAssertionFacilityHost& host = getHost();
+  this->~AssertionFacility();
+  ::new (static_cast<void*>(this)) AssertionFacility(platformUtilities, host);
+}
+
+bool AssertionFacility::assertionsEnabled() const noexcept {
+  return t_assertionsDisabledCounter == 0;
+}
+
+bool AssertionFacility::assertionsLogOnlyInUnitTestMode() const noexcept {
+  return t_assertionsLogOnlyCounter > 0;
+}
+
+bool AssertionFacility::areAssertionsProcessedSynchronously() const {
+  return isInitialized() ? getHost().areAssertionsProcessedSynchronously() : true;
+}
+
+void AssertionFacility::beginAssertionsDisabledScope() noexcept {
+  ++t_assertionsDisabledCounter;
+}
+
+void AssertionFacility::endAssertionsDisabledScope() {
+  lowerCounter(t_assertionsDisabledCounter,
+               "The 'assertions disabled' counter was already 0 when this method was called! Ignoring the attempt to "
+               "set it.");
+}
+
+void AssertionFacility::beginAssertionsLogOnlyInUnitTestScope() noexcept {
+  ++t_assertionsLogOnlyCounter;
+}
+
+void AssertionFacility::endAssertionsLogOnlyInUnitTestScope() {
+  lowerCounter(t_assertionsLogOnlyCounter,
+               "The 'assertions log-only' counter was already 0 when this method was called! Ignoring the attempt to "
+               "set it.");
+}
+
+bool AssertionFacility::processFailedAssertion(AssertionTypeEnum /*type*/, const char* /*conditionText*/,
+                                               DebugContextReference&& /*site*/, unsigned long /*lastError*/,
+                                               AssertionActionEnum /*defaultAction*/) {
+  return false;
+}
+
+int AssertionFacility::getAssertionsDisabledCounterForThisThread() noexcept {
+  return t_assertionsDisabledCounter;
+}
+
+int AssertionFacility::getAssertionsLogOnlyCounterForThisThread() noexcept {
+  return t_assertionsLogOnlyCounter;
+}
+
+// ---- scopes -----------------------------------------------------------------------
+
+AssertionsDisabledScope::AssertionsDisabledScope() noexcept
+    : AssertionsDisabledScope(LowLevelFacilitiesGlobals::getAssertionFacility()) {}
+
+AssertionsDisabledScope::AssertionsDisabledScope(AssertionFacility& facility) noexcept : m_facility(facility) {
+  m_facility.beginAssertionsDisabledScope();
+}
+
+AssertionsDisabledScope::~AssertionsDisabledScope() {
+  m_facility.endAssertionsDisabledScope();
+}
+
+AssertionsLogOnlyInUnitTestScope::AssertionsLogOnlyInUnitTestScope() noexcept
+    : AssertionsLogOnlyInUnitTestScope(LowLevelFacilitiesGlobals::getAssertionFacility()) {}
+
+AssertionsLogOnlyInUnitTestScope::AssertionsLogOnlyInUnitTestScope(AssertionFacility& facility) noexcept
+    : m_facility(facility) {
+  m_facility.beginAssertionsLogOnlyInUnitTestScope();
+}
+
+AssertionsLogOnlyInUnitTestScope::~AssertionsLogOnlyInUnitTestScope() {
+  m_facility.endAssertionsLogOnlyInUnitTestScope();
+}
+
+}  // namespace HaldenAssertion

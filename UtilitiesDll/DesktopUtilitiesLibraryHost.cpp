@@ -1,0 +1,112 @@
+#include "DesktopUtilitiesLibraryHost.h"
+
+#include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+namespace DesktopUtilitiesLibraryHost {
+
+namespace {
+
+std::atomic<void*> g_moduleInstanceHandle{nullptr};
+std::atomic<ClockFunction> g_selectedClockFunction{nullptr};
+std::mutex g_clockSelectionLock;
+std::atomic<std::uint64_t> g_unloadTimeStamp{0};
+std::atomic<bool> g_processDetachHasRun{false};
+std::atomic<UnloadStepObserver> g_unloadStepObserver{nullptr};
+
+ClockFunction selectClockFunctionOnce() noexcept {
+  ClockFunction clock = g_selectedClockFunction.load(std::memory_order_acquire);
+  if (clock != nullptr) {
+    return clock;
+  }
+  try {
+    std::lock_guard<std::mutex> lock(g_clockSelectionLock);
+    clock = g_selectedClockFunction.load(std::memory_order_acquire);
+    if (clock == nullptr) {
+      std::uint64_t frequency = 0;
+      clock = PlatformFacilities::queryPerformanceFrequency(frequency) ? &PlatformFacilities::readPerformanceCounter
+                                                                       : &PlatformFacilities::readTickClock;
+      g_selectedClockFunction.store(clock, std::memory_order_release);
+    }
+  } catch (...) {
+    // The lock could not be taken: the tick clock needs no selection.
+    return &PlatformFacilities::readTickClock;
+  }
+  return clock;
+}
+
+}  // namespace
+
+void OnProcessAttach(void* moduleInstanceHandle) noexcept {
+  g_moduleInstanceHandle.store(moduleInstanceHandle, std::memory_order_release);
+}
+
+void OnProcessDetach() noexcept {
+  const ClockFunction clock = selectClockFunctionOnce();
+  g_unloadTimeStamp.store(clock(), std::memory_order_release);
+  g_processDetachHasRun.store(true, std::memory_order_release);
+  NotifyUnloadStep("process detach");
+}
+
+void RunProcessDetachStepsIfNotYetRun() noexcept {
+  if (!g_processDetachHasRun.load(std::memory_order_acquire)) {
+    OnProcessDetach();
+  }
+}
+
+void* GetModuleInstanceHandle() noexcept {
+  return g_moduleInstanceHandle.load(std::memory_order_acquire);
+}
+
+ClockFunction GetSelectedClockFunction() noexcept {
+  return selectClockFunctionOnce();
+}
+
+bool IsPerformanceCounterSelected() noexcept {
+  return selectClockFunctionOnce() == &PlatformFacilities::readPerformanceCounter;
+}
+
+std::uint64_t GetUnloadTimeStamp() noexcept {
+  return g_unloadTimeStamp.load(std::memory_order_acquire);
+}
+
+bool HasProcessDetachRun() noexcept {
+  return g_processDetachHasRun.load(std::memory_order_acquire);
+}
+
+void SetUnloadStepObserver(UnloadStepObserver observer) noexcept {
+  g_unloadStepObserver.store(observer, std::memory_order_release);
+}
+
+void NotifyUnloadStep(const char* step) noexcept {
+  if (const UnloadStepObserver observer = g_unloadStepObserver.load(std::memory_order_acquire)) {
+    observer(step, UtilitiesDllPerThreadStorage::GetMarkerWord());
+  }
+}
+
+}  // namespace DesktopUtilitiesLibraryHost
+
+namespace UtilitiesLibraryHost {
+
+CXString TryGetCallingApplicationFilenameWithoutExtensionOrSpaces() {
+  PlatformFacilities::LastErrorPreserver preserveLastError;
+  std::string name = PlatformFacilities::processName();
+  const std::size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot != 0) {
+    name.erase(dot);
+  }
+  std::string withoutSpaces;
+  withoutSpaces.reserve(name.size());
+  for (const char c : name) {
+    if (c != ' ') {
+      withoutSpaces.push_back(c);
+    }
+  }
+  return CXString::fromUtf8Lenient(withoutSpaces);
+}
+
+}  // namespace UtilitiesLibraryHost

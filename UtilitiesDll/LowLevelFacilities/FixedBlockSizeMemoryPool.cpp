@@ -1,0 +1,264 @@
+#include "LowLevelFacilities/FixedBlockSizeMemoryPool.h"
+
+#include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/CXString.h"
+#include "LowLevelFacilities/Formatter.h"
+#include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <new>
+#include <string>
+
+// Every chunk starts with this header; the blocks follow it at a fixed stride.
+// The header is padded to the strictest fundamental alignment, so the first
+// block is as well aligned as the chunk memory itself.
+struct alignas(std::max_align_t) FixedBlockSizeMemoryPool::ChunkHeader {
+  ChunkHeader* next;
+};
+
+namespace {
+
+// Blocks are laid out at a stride that holds the link word and keeps every
+// block pointer-aligned (a free block stores a pointer in its first word). The
+// block size the pool reports stays the one it was given (raised to 4): on a
+// 64-bit build a 4-byte block simply occupies 8 bytes.
+std::size_t blockStride(std::uint32_t blockSize) noexcept {
+  const std::size_t size = std::max<std::size_t>(blockSize, sizeof(void*));
+  return (size + alignof(void*) - 1) / alignof(void*) * alignof(void*);
+}
+
+void copyName(wchar_t (&target)[FixedBlockSizeMemoryPool::kNameCapacity], const wchar_t* name) noexcept {
+  unsigned length = 0;
+  if (name != nullptr) {
+    while (length < FixedBlockSizeMemoryPool::kMaximumNameCharacters && name[length] != L'\0') {
+      target[length] = name[length];
+      ++length;
+    }
+  }
+  for (unsigned i = length; i < FixedBlockSizeMemoryPool::kNameCapacity; ++i) {
+    target[i] = L'\0';
+  }
+}
+
+}  // namespace
+
+FixedBlockSizeMemoryPool::FixedBlockSizeMemoryPool(const wchar_t* name, unsigned blockSize, unsigned blocksPerChunk,
+                                                   bool freeChunksOnDestruction, bool reportOnDestruction) noexcept
+    : m_validityTag(kValidityTag),
+      m_requestedBlockSize(blockSize),
+      m_blockSize(std::max<std::uint32_t>(blockSize, kMinimumBlockSize)),
+      m_blocksPerChunk(std::max<std::uint32_t>(blocksPerChunk, kMinimumBlocksPerChunk)),
+      m_freeChunksOnDestruction(freeChunksOnDestruction),
+      m_reportOnDestruction(reportOnDestruction) {
+  copyName(m_name, name);
+  copyName(m_displayName, name);
+}
+
+FixedBlockSizeMemoryPool::~FixedBlockSizeMemoryPool() {
+  if (m_reportOnDestruction) {
+    wchar_t wide[256];
+    const unsigned length = GetStatisticsDisplayString(wide, 256);
+    const std::string text = InternalHaldenCP::formatToStdString("%s\n", std::wstring(wide, length));
+    PlatformFacilities::writeToDebuggerChannel(text.c_str());
+  }
+  // The validity tag goes first: a pool being destroyed can no longer take
+  // part in combining.
+  m_validityTag = 0;
+  m_freeListHead = nullptr;
+  if (m_freeChunksOnDestruction) {
+    ChunkHeader* chunk = m_chunkListHead;
+    while (chunk != nullptr) {
+      ChunkHeader* next = chunk->next;
+      ::operator delete(static_cast<void*>(chunk));
+      chunk = next;
+    }
+  }
+  m_chunkListHead = nullptr;
+}
+
+void FixedBlockSizeMemoryPool::AddChunk() {
+  const std::size_t stride = blockStride(m_blockSize);
+  void* memory = ::operator new(sizeof(ChunkHeader) + stride * m_blocksPerChunk);
+  auto* chunk = new (memory) ChunkHeader{m_chunkListHead};
+  m_chunkListHead = chunk;
+  ++m_chunkCount;
+  // Thread the new blocks in address order in front of the (empty) list.
+  auto* first = reinterpret_cast<unsigned char*>(chunk) + sizeof(ChunkHeader);
+  FreeBlock* next = m_freeListHead;
+  for (std::uint32_t i = m_blocksPerChunk; i-- > 0;) {
+    next = new (first + i * stride) FreeBlock{next};
+  }
+  m_freeListHead = next;
+}
+
+void* FixedBlockSizeMemoryPool::AllocateFromPoolAfterRefill(unsigned size) {
+  if (size > m_blockSize) {
+    HDU_THROW(CPExceptionInvalidArgument, HDU_DEBUG_CONTEXT("FixedBlockSizeMemoryPool::AllocateFromPool"),
+              "A block of %u bytes was requested from the pool '%S', whose blocks hold %u bytes.", size, m_name,
+              m_blockSize);
+  }
+  if (m_freeListHead == nullptr) {
+    AddChunk();
+  }
+  FreeBlock* block = m_freeListHead;
+  m_freeListHead = block->next;
+  ++m_allocationCount;
+  return block;
+}
+
+FixedBlockSizeMemoryPool::FreeBlock* FixedBlockSizeMemoryPool::FindFreeListTail() const noexcept {
+  FreeBlock* tail = m_freeListHead;
+  if (tail != nullptr) {
+    while (tail->next != nullptr) {
+      tail = tail->next;
+    }
+  }
+  return tail;
+}
+
+void FixedBlockSizeMemoryPool::TransferEverythingFrom(FixedBlockSizeMemoryPool& other) noexcept {
+  // Free list: the other's list goes behind this pool's last block.
+  if (other.m_freeListHead != nullptr) {
+    std::uint32_t moved = 0;
+    for (const FreeBlock* block = other.m_freeListHead; block != nullptr; block = block->next) {
+      ++moved;
+    }
+    if (FreeBlock* tail = FindFreeListTail()) {
+      tail->next = other.m_freeListHead;
+    } else {
+      m_freeListHead = other.m_freeListHead;
+    }
+    other.m_freeListHead = nullptr;
+    m_combinedBlockCount += moved;
+  }
+  // Chunks: this pool now owns (and will free) the other's chunks.
+  if (other.m_chunkListHead != nullptr) {
+    ChunkHeader* last = other.m_chunkListHead;
+    while (last->next != nullptr) {
+      last = last->next;
+    }
+    last->next = m_chunkListHead;
+    m_chunkListHead = other.m_chunkListHead;
+    other.m_chunkListHead = nullptr;
+  }
+  m_reportOnDestruction = other.m_reportOnDestruction;
+  m_allocationCount += other.m_allocationCount;
+  m_returnCount += other.m_returnCount;
+  m_chunkCount += other.m_chunkCount;
+  m_combinedBlockCount += other.m_combinedBlockCount;
+  m_recycledBlockCount += other.m_recycledBlockCount;
+  m_nullReturnCount += other.m_nullReturnCount;
+  other.m_allocationCount = 0;
+  other.m_returnCount = 0;
+  other.m_chunkCount = 0;
+  other.m_combinedBlockCount = 0;
+  other.m_recycledBlockCount = 0;
+  other.m_nullReturnCount = 0;
+}
+
+void FixedBlockSizeMemoryPool::CombineOtherMemoryPoolWithThisOne(FixedBlockSizeMemoryPool& other) noexcept {
+  if (&other == this) {
+    return;
+  }
+  if (m_validityTag != kValidityTag || other.m_validityTag != kValidityTag) {
+    return;
+  }
+  if (m_blockSize != other.m_blockSize || m_blocksPerChunk != other.m_blocksPerChunk) {
+    return;
+  }
+  TransferEverythingFrom(other);
+}
+
+void FixedBlockSizeMemoryPool::RecycleMemoryPoolFreeListWithGlobalMemoryPoolManager() {
+  if (m_validityTag != kValidityTag) {
+    return;
+  }
+  m_recycledBlockCount += GetFreeBlockCount();
+  GlobalMemoryPoolManager::AdoptFreeListOf(*this);
+}
+
+FixedBlockSizeMemoryPool::Counters FixedBlockSizeMemoryPool::GetCounters() const noexcept {
+  return {m_allocationCount,    m_returnCount,        m_chunkCount,
+          m_combinedBlockCount, m_recycledBlockCount, m_nullReturnCount};
+}
+
+std::uint32_t FixedBlockSizeMemoryPool::GetFreeBlockCount() const noexcept {
+  std::uint32_t count = 0;
+  for (const FreeBlock* block = m_freeListHead; block != nullptr; block = block->next) {
+    ++count;
+  }
+  return count;
+}
+
+bool FixedBlockSizeMemoryPool::IsBlockInFreeList(const void* candidate) const noexcept {
+  for (const FreeBlock* block = m_freeListHead; block != nullptr; block = block->next) {
+    if (block == candidate) {
+      return true;
+    }
+  }
+  return false;
+}
+
+unsigned FixedBlockSizeMemoryPool::WriteDisplayString(wchar_t* buffer, unsigned capacity,
+                                                      const char* utf8Text) const noexcept {
+  if (buffer == nullptr || capacity == 0) {
+    return 0;
+  }
+  buffer[0] = L'\0';
+  try {
+    const std::wstring wide = CXString::fromUtf8Lenient(utf8Text).toWString();
+    std::size_t length = std::min<std::size_t>(wide.size(), capacity - 1);
+    // Never leave half of a UTF-16 pair at the cut.
+    if (sizeof(wchar_t) == 2 && length > 0 && length < wide.size()) {
+      const auto last = static_cast<std::uint32_t>(wide[length - 1]);
+      if (last >= 0xD800 && last <= 0xDBFF) {
+        --length;
+      }
+    }
+    std::copy_n(wide.data(), length, buffer);
+    buffer[length] = L'\0';
+    return static_cast<unsigned>(length);
+  } catch (...) {
+    buffer[0] = L'\0';
+    return 0;
+  }
+}
+
+unsigned FixedBlockSizeMemoryPool::GetStatisticsDisplayString(wchar_t* buffer, unsigned capacity) const noexcept {
+  try {
+    const std::string text = InternalHaldenCP::formatToStdString(
+        "%s: %u allocated, %u returned, %u in use, %u free, %u chunks of %u x %u bytes", m_displayName,
+        m_allocationCount, m_returnCount, GetBlocksInUse(), GetFreeBlockCount(), m_chunkCount, m_blocksPerChunk,
+        m_blockSize);
+    return WriteDisplayString(buffer, capacity, text.c_str());
+  } catch (...) {
+    return WriteDisplayString(buffer, capacity, "");
+  }
+}
+
+unsigned FixedBlockSizeMemoryPool::GetDumpDisplayString(wchar_t* buffer, unsigned capacity,
+                                                        bool includeStatistics) const noexcept {
+  try {
+    std::string text = InternalHaldenCP::formatToStdString(
+        "FixedBlockSizeMemoryPool '%s' (block size %u, requested %u, %u blocks per chunk, free chunks on destruction "
+        "%s, report on destruction %s, %u free blocks)",
+        m_displayName, m_blockSize, m_requestedBlockSize, m_blocksPerChunk, m_freeChunksOnDestruction ? "yes" : "no",
+        m_reportOnDestruction ? "yes" : "no", GetFreeBlockCount());
+    if (includeStatistics) {
+      text += InternalHaldenCP::formatToStdString(
+          "; allocations=%u returns=%u chunks=%u combined=%u recycled=%u null-returns=%u", m_allocationCount,
+          m_returnCount, m_chunkCount, m_combinedBlockCount, m_recycledBlockCount, m_nullReturnCount);
+    }
+    return WriteDisplayString(buffer, capacity, text.c_str());
+  } catch (...) {
+    return WriteDisplayString(buffer, capacity, "");
+  }
+}
+
+void FixedBlockSizeMemoryPool::Dump(DumpArgs dumpArgs) const {
+  wchar_t wide[512];
+  const unsigned length = GetDumpDisplayString(wide, 512, true);
+  dumpArgs.writeLine(CXString(std::wstring(wide, length)).toUtf8());
+}

@@ -1,0 +1,191 @@
+#pragma once
+// HldSharedPtr<T, Compare>: the library's reference-counted shared pointer.
+//
+// The pointer holds the object pointer and a pointer to its control block,
+// "struct SharedPtrInfoStruct": three 32-bit words taken from the calling
+// thread's shared-pointer pool (UtilitiesDllPerThreadStorage) instead of the
+// heap. The words are the reference count (atomic: copies of one pointer may
+// live on several threads), where the block came from, and the identifier of
+// the thread that created it (for diagnostics).
+//
+// The last owner deletes the object with `delete` through a T* (so a base
+// class needs a virtual destructor) and returns the control block to the pool
+// of the thread it runs on, which may be another thread than the creator's.
+// Before the library's static initialisation and after its unload clean-up
+// (the per-thread storage's marker word is not 34567) control blocks come
+// from the heap, and pool blocks released then are left where they are.
+//
+// Compare is the ordering policy used by operator< and by ordered containers
+// (std::set<HldSharedPtr<T>> orders by the objects, not by their addresses);
+// SharedPtrCompare<T> compares the objects with their operator<, a null
+// pointer before any object.
+
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
+#include "hdUtilitiesExport.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+struct SharedPtrInfoStruct {
+  enum : std::uint32_t { kFromThreadPool = 0x504F4F4C, kFromHeap = 0x48454150 };  // "POOL", "HEAP"
+
+  std::atomic<std::uint32_t> m_referenceCount;
+  std::uint32_t m_origin;
+  std::uint32_t m_creatingThreadId;
+};
+static_assert(sizeof(SharedPtrInfoStruct) == 12, "the control block is three 32-bit words");
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "the reference count must be lock-free");
+
+namespace InternalHaldenCP {
+
+// The ends of a control block's life outside a loaded library (before its
+// static initialisation, or once its unload clean-up has begun): from and to
+// the heap.
+HDU_API SharedPtrInfoStruct* AllocateSharedPtrInfoFromHeap();
+HDU_API void FreeSharedPtrInfoToHeap(SharedPtrInfoStruct* info) noexcept;
+
+// A control block with a reference count of 1, from the calling thread's pool.
+// (Inline: one call into the library per block, for the thread's storage.)
+inline SharedPtrInfoStruct* AllocateSharedPtrInfo() {
+  if (UtilitiesDllPerThreadStorage* storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded()) {
+    void* memory = storage->GetSharedPtrMemoryPoolOfThisStorage().AllocateFromPool(sizeof(SharedPtrInfoStruct));
+    return ::new (memory)
+        SharedPtrInfoStruct{{1}, SharedPtrInfoStruct::kFromThreadPool, storage->GetCreatingThreadId()};
+  }
+  return AllocateSharedPtrInfoFromHeap();
+}
+
+// Gives a control block back: to the calling thread's pool (whichever thread
+// made it), or to the heap it came from. While the library is unloading a
+// pool block stays where it is: the pools are being combined and freed.
+inline void FreeSharedPtrInfo(SharedPtrInfoStruct* info) noexcept {
+  if (info->m_origin == SharedPtrInfoStruct::kFromHeap) {
+    FreeSharedPtrInfoToHeap(info);
+    return;
+  }
+  UtilitiesDllPerThreadStorage* storage = nullptr;
+  try {
+    storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded();
+  } catch (...) {
+    // This thread's storage could not be created (out of memory): the block is
+    // given up rather than let an exception out of a destructor.
+  }
+  if (storage != nullptr) {
+    storage->GetSharedPtrMemoryPoolOfThisStorage().ReturnToPool(info, sizeof(SharedPtrInfoStruct));
+  }
+}
+
+}  // namespace InternalHaldenCP
+
+template <class T>
+struct SharedPtrCompare {
+  bool operator()(const T* a, const T* b) const {
+    if (a == nullptr || b == nullptr) {
+      return a == nullptr && b != nullptr;
+    }
+    return *a < *b;
+  }
+};
+
+template <class T, class Compare = SharedPtrCompare<T>>
+class HldSharedPtr {
+ public:
+  using element_type = T;
+  using compare_type = Compare;
+
+  constexpr HldSharedPtr() noexcept = default;
+  constexpr HldSharedPtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+  // Takes ownership of `object` (which may be null). If no control block can
+  // be had, the object is deleted and std::bad_alloc propagates.
+  explicit HldSharedPtr(T* object) : m_pointee(object) {
+    if (object != nullptr) {
+      try {
+        m_info = InternalHaldenCP::AllocateSharedPtrInfo();
+      } catch (...) {
+        delete object;
+        m_pointee = nullptr;
+        throw;
+      }
+    }
+  }
+  HldSharedPtr(const HldSharedPtr& other) noexcept : m_pointee(other.m_pointee), m_info(other.m_info) { addRef(); }
+  HldSharedPtr(HldSharedPtr&& other) noexcept
+      : m_pointee(std::exchange(other.m_pointee, nullptr)), m_info(std::exchange(other.m_info, nullptr)) {}
+  // From a pointer to a derived class (sharing its control block).
+  template <class U, class C, class = std::enable_if_t<std::is_convertible_v<U*, T*> && !std::is_same_v<U, T>>>
+  HldSharedPtr(const HldSharedPtr<U, C>& other) noexcept  // NOLINT(google-explicit-constructor)
+      : m_pointee(other.m_pointee), m_info(other.m_info) {
+    addRef();
+  }
+  ~HldSharedPtr() { release(); }
+
+  HldSharedPtr& operator=(const HldSharedPtr& other) noexcept {
+    HldSharedPtr(other).swap(*this);
+    return *this;
+  }
+  HldSharedPtr& operator=(HldSharedPtr&& other) noexcept {
+    HldSharedPtr(std::move(other)).swap(*this);
+    return *this;
+  }
+  HldSharedPtr& operator=(std::nullptr_t) noexcept {
+    reset();
+    return *this;
+  }
+
+  void reset() noexcept { HldSharedPtr().swap(*this); }
+  void reset(T* object) { HldSharedPtr(object).swap(*this); }
+  void swap(HldSharedPtr& other) noexcept {
+    std::swap(m_pointee, other.m_pointee);
+    std::swap(m_info, other.m_info);
+  }
+
+  T* get() const noexcept { return m_pointee; }
+  T& operator*() const noexcept { return *m_pointee; }
+  T* operator->() const noexcept { return m_pointee; }
+  explicit operator bool() const noexcept { return m_pointee != nullptr; }
+  // The number of HldSharedPtr objects sharing the object (0 for null).
+  std::uint32_t use_count() const noexcept {
+    return m_info != nullptr ? m_info->m_referenceCount.load(std::memory_order_acquire) : 0;
+  }
+  bool unique() const noexcept { return use_count() == 1; }
+  // The control block (for diagnostics and tests).
+  const SharedPtrInfoStruct* GetSharedPtrInfo() const noexcept { return m_info; }
+
+  friend bool operator==(const HldSharedPtr& a, const HldSharedPtr& b) noexcept { return a.m_pointee == b.m_pointee; }
+  friend bool operator==(const HldSharedPtr& a, std::nullptr_t) noexcept { return a.m_pointee == nullptr; }
+  friend bool operator<(const HldSharedPtr& a, const HldSharedPtr& b) { return Compare()(a.m_pointee, b.m_pointee); }
+
+ private:
+  template <class U, class C>
+  friend class HldSharedPtr;
+
+  void addRef() const noexcept {
+    if (m_info != nullptr) {
+      m_info->m_referenceCount.fetch_add(1, std::memory_order_relaxed);
+    }
+  }
+  // An owner that sees a count of 1 holds the only reference: no other thread
+  // can copy it at the same time, so the atomic decrement can be skipped.
+  void release() noexcept {
+    if (m_info != nullptr && (m_info->m_referenceCount.load(std::memory_order_acquire) == 1 ||
+                              m_info->m_referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1)) {
+      delete m_pointee;
+      InternalHaldenCP::FreeSharedPtrInfo(m_info);
+    }
+    m_pointee = nullptr;
+    m_info = nullptr;
+  }
+
+  T* m_pointee = nullptr;
+  SharedPtrInfoStruct* m_info = nullptr;
+};
+
+// Builds the object with `new` and shares it.
+template <class T, class Compare = SharedPtrCompare<T>, class... Args>
+HldSharedPtr<T, Compare> MakeHldShared(Args&&... args) {
+  return HldSharedPtr<T, Compare>(new T(std::forward<Args>(args)...));
+}

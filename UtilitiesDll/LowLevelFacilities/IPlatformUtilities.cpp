@@ -1,0 +1,3 @@
+#include "LowLevelFacilities/IPlatformUtilities.h"
+
+IPlatformUtilities::~IPlatformUtilities() = default;
