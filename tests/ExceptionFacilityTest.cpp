@@ -92,7 +92,7 @@ TEST(ExceptionFacility, CaughtExceptionReportReachesHostAndDeveloper) {
   EXPECT_EQ(pf::getLastError(), 3u);
 
   ASSERT_EQ(host.reports.size(), 1u);
-  EXPECT_EQ(host.reports[0].first, "Exception Caught in 'Catcher::run'");
+  EXPECT_EQ(host.reports[0].first, "class CPExceptionInvalidArgument");
   const std::string& text = host.reports[0].second;
   const std::string head =
       "Location of catch:\nC:\\src\\Catcher.cpp (line 77) in Catcher::run\n\n" + exception.getLogString() + "\n\n";
@@ -100,9 +100,10 @@ TEST(ExceptionFacility, CaughtExceptionReportReachesHostAndDeveloper) {
   const std::string report = text.substr(head.size());
   EXPECT_EQ(report, expectedReport("C:\\src\\Catcher.cpp", "Catcher.cpp", "Catcher::run", 77, 3, "reading the settings",
                                    report));
-  // The same message went to the developer through the platform utilities.
+  // The same message went to the developer through the platform utilities, under the title.
   ASSERT_EQ(platform.displayed.size(), 1u);
-  EXPECT_EQ(platform.displayed[0], host.reports[0]);
+  EXPECT_EQ(platform.displayed[0].first, "Exception Caught in 'Catcher::run'");
+  EXPECT_EQ(platform.displayed[0].second, text);
 
   // An unknown exception is not reported at all.
   facility.reportAndProcessUnknownCaughtException(DebugContextReference("f.cpp", 1, "f"), "x");
@@ -130,8 +131,10 @@ TEST(ExceptionFacility, LongReportIsSplitInTwoAtTheLimit) {
   const std::string longText(fitting + 1, 'y');
   facility.reportAndProcessCaughtException(std::runtime_error(longText), DebugContextReference(site), "w");
   ASSERT_EQ(host.reports.size(), 2u);
-  EXPECT_EQ(host.reports[0].first, "Exception Caught in 'Catcher::go'");
+  EXPECT_EQ(host.reports[0].first, "std::runtime_error");
   EXPECT_EQ(host.reports[1].first, host.reports[0].first);
+  ASSERT_EQ(platform.displayed.size(), 2u);
+  EXPECT_EQ(platform.displayed[0].first, "Exception Caught in 'Catcher::go'");
   EXPECT_EQ(
       host.reports[0].second,
       "Location of catch:\ncatch.cpp (line 9) in Catcher::go\n\nObject of std::runtime_error\n\n\t" + longText + kNote);

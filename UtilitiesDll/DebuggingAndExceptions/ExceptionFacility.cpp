@@ -90,9 +90,13 @@ void ExceptionFacility::reportAndProcessCaughtException(const std::exception& ex
   PlatformFacilities::LastErrorPreserver preserveLastError;
   const unsigned long lastError = preserveLastError.savedValue();
   std::string title;
+  std::string typeName;
   std::vector<std::string> messages;
   try {
     title = makeCaughtExceptionTitle(catchSite);
+    const auto* cpException = dynamic_cast<const CPException*>(&exception);
+    typeName = cpException != nullptr ? cpException->getExceptionType()
+                                      : CPException::getReadableTypeName(typeid(exception));
     messages = makeCaughtExceptionMessages(exception, catchSite, whatWasHappening, lastError);
   } catch (...) {
     // Out of memory (or a formatting failure) while composing: say what we can.
@@ -113,7 +117,7 @@ void ExceptionFacility::reportAndProcessCaughtException(const std::exception& ex
     }
     DebugUtilities::deliverReportToDeveloper(getPlatformUtilities(), title.c_str(), text.c_str());
     try {
-      getHost().reportAndProcessChoiceForCaughtException(title.c_str(), text.c_str());
+      getHost().reportAndProcessChoiceForCaughtException(typeName.c_str(), text.c_str());
     } catch (...) {
       // A host must not let anything out; if it does, the report stands.
     }

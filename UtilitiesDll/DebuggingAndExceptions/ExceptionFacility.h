@@ -25,8 +25,9 @@
 // same title: first the location and the description, ending with "\n\nAnother
 // message will follow with more information, unless memory issues prevent it
 // from being displayed.", then the report. Each message is delivered to the
-// developer (DebugUtilities::deliverReportToDeveloper) and then given, as
-// title and text, to the host's reportAndProcessChoiceForCaughtException.
+// developer under the title (DebugUtilities::deliverReportToDeveloper) and
+// then given to the host's reportAndProcessChoiceForCaughtException with the
+// exception's type name ("class CPExceptionFile", "std::runtime_error").
 // Reporting never throws and keeps the thread's last-error value.
 
 #include "DebuggingAndExceptions/DebugContext.h"
@@ -45,9 +46,10 @@ class HDU_API IExceptionFacilityHost {
   // Whether a debugger break is allowed when an exception of this class
   // (its class name, as written at the throw) is thrown with this text.
   virtual bool allowForExceptionDebugOnThrow(const char* exceptionTypeName, const char* text) = 0;
-  // Processes the developer's choice for a caught-exception report, given as
-  // its title and text (once per message when the report is split).
-  virtual void reportAndProcessChoiceForCaughtException(const char* title, const char* text) = 0;
+  // Processes the developer's choice for a caught-exception report, given the
+  // exception's type name and the report text (once per message when the
+  // report is split).
+  virtual void reportAndProcessChoiceForCaughtException(const char* exceptionTypeName, const char* text) = 0;
 
  protected:
   IExceptionFacilityHost() = default;

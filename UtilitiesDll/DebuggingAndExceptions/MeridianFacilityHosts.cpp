@@ -67,7 +67,7 @@ bool MeridianExceptionFacilityHost::allowForExceptionDebugOnThrow(const char* /*
   return MeridianFacilityHosts::isDebugBreakRequested("throw");
 }
 
-void MeridianExceptionFacilityHost::reportAndProcessChoiceForCaughtException(const char* /*title*/,
+void MeridianExceptionFacilityHost::reportAndProcessChoiceForCaughtException(const char* /*exceptionTypeName*/,
                                                                              const char* /*text*/) {
   if (MeridianFacilityHosts::isDebugBreakRequested("catch")) {
     CPException::SafeDebugBreak();

@@ -34,7 +34,7 @@ class HDU_API MeridianExceptionFacilityHost : public IExceptionFacilityHost {
   // True when HDU_DEBUG_BREAK names "throw".
   bool allowForExceptionDebugOnThrow(const char* exceptionTypeName, const char* text) override;
   // Breaks into an attached debugger when HDU_DEBUG_BREAK names "catch".
-  void reportAndProcessChoiceForCaughtException(const char* title, const char* text) override;
+  void reportAndProcessChoiceForCaughtException(const char* exceptionTypeName, const char* text) override;
 };
 
 namespace HaldenAssertion {
