@@ -5,11 +5,8 @@
 #include "DebuggingAndExceptions/InternalChecks.h"
 #include "LowLevelFacilities/CPString.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/Utf8CheckedDecoding.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
-
-// Only utfcpp's core: its checked header declares exception classes of its own
-// in namespace utf8, which the library's utf8:: classes replace.
-#include <utf8/core.h>
 
 #include <cctype>
 #include <cstring>
@@ -77,36 +74,6 @@ void utf32ToUtf8Checked(const Unit* units, std::size_t length, std::string& out)
   }
 }
 
-// Decodes the next sequence of checked UTF-8, throwing the library's exception
-// for each kind of malformed input.
-std::uint32_t nextChecked(const char*& cursor, const char* begin, const char* end, const char* functionLabel) {
-  std::uint32_t code = 0;
-  const char* start = cursor;
-  switch (utf8::internal::validate_next(cursor, end, code)) {
-    case utf8::internal::UTF8_OK:
-      return code;
-    case utf8::internal::NOT_ENOUGH_ROOM:
-      HDU_THROW(utf8::CPExceptionNotEnoughRoom, HDU_DEBUG_CONTEXT(functionLabel),
-                "The UTF-8 sequence at byte %u is cut off by the end of the text.",
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INVALID_CODE_POINT:
-      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT(functionLabel),
-                "The UTF-8 sequence at byte %u encodes a value that is not a valid code point.",
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INVALID_LEAD:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
-                "Invalid UTF-8 lead byte 0x%02x at byte %u.", static_cast<unsigned>(static_cast<unsigned char>(*start)),
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INCOMPLETE_SEQUENCE:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
-                "Incomplete UTF-8 sequence at byte %u: a trail byte is missing.", static_cast<unsigned>(start - begin));
-    case utf8::internal::OVERLONG_SEQUENCE:
-    default:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel), "Overlong UTF-8 sequence at byte %u.",
-                static_cast<unsigned>(start - begin));
-  }
-}
-
 // ASCII blocks of eight bytes are widened without decoding.
 template <class OutString>
 std::size_t widenAsciiPrefix(const char* bytes, std::size_t length, OutString& out, std::size_t from) {
@@ -143,7 +110,7 @@ void utf8ToUtf16Checked(const char* bytes, std::size_t length, std::u16string& o
       break;
     }
     const char* cursor = bytes + i;
-    std::uint32_t code = nextChecked(cursor, bytes, end, "utf8::utf8to16");
+    std::uint32_t code = InternalHaldenCP::decodeNextUtf8Checked(cursor, bytes, end, "utf8::utf8to16");
     i = static_cast<std::size_t>(cursor - bytes);
     if (code > 0xFFFF) {
       code -= 0x10000;
@@ -165,7 +132,7 @@ void utf8ToUtf32Checked(const char* bytes, std::size_t length, std::u32string& o
       break;
     }
     const char* cursor = bytes + i;
-    out.push_back(static_cast<char32_t>(nextChecked(cursor, bytes, end, "utf8::utf8to32")));
+    out.push_back(static_cast<char32_t>(InternalHaldenCP::decodeNextUtf8Checked(cursor, bytes, end, "utf8::utf8to32")));
     i = static_cast<std::size_t>(cursor - bytes);
   }
 }
@@ -175,12 +142,43 @@ std::size_t lengthOf(const CharT* text) {
   return text == nullptr ? 0 : std::char_traits<CharT>::length(text);
 }
 
+// 32-bit wchar_t text (Linux) is UTF-32, but a UTF-16 surrogate pair met in
+// it (text that came unit by unit from a 16-bit source) is joined as on
+// Windows, and a broken pair is reported as it is there.
+void wideUtf32ToUtf8Checked(const wchar_t* units, std::size_t length, std::string& out) {
+  out.reserve(out.size() + length);
+  for (std::size_t i = 0; i < length; ++i) {
+    auto code = static_cast<std::uint32_t>(units[i]);
+    if (code < 0x80) {
+      out.push_back(static_cast<char>(code));
+      continue;
+    }
+    if (utf8::internal::is_lead_surrogate(code)) {
+      if (i + 1 == length) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Reached the end of the character sequence. No trail surrogate.");
+      }
+      const auto trail = static_cast<std::uint32_t>(units[++i]);
+      if (!utf8::internal::is_trail_surrogate(trail)) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
+      }
+      code = (code << 10) + trail + utf8::internal::SURROGATE_OFFSET;
+    } else if (utf8::internal::is_trail_surrogate(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"), "Found a lone trail surrogate.");
+    } else if (!utf8::internal::is_code_point_valid(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT("utf8::append"), "Code point can't be appended.");
+    }
+    Utf8Encoding::appendCodePointAsUtf8(out, code);
+  }
+}
+
 // wchar_t dispatch: UTF-16 where wchar_t has 16 bits, UTF-32 elsewhere.
 void narrowWideChecked(const wchar_t* text, std::size_t length, std::string& out) {
   if constexpr (sizeof(wchar_t) == 2) {
     utf16ToUtf8Checked(text, length, out);
   } else {
-    utf32ToUtf8Checked(text, length, out);
+    wideUtf32ToUtf8Checked(text, length, out);
   }
 }
 
@@ -234,7 +232,16 @@ void narrowWideLowLevel(const wchar_t* text, std::size_t length, std::string& ou
   if constexpr (sizeof(wchar_t) == 2) {
     narrowUtf16LowLevel(reinterpret_cast<const char16_t*>(text), length, out);
   } else {
-    Utf8Encoding::appendUtf32AsUtf8Lenient(out, text, length);
+    // UTF-32, with a lead surrogate joined to the next unit as the hand
+    // conversion of UTF-16 does; never fails.
+    out.reserve(out.size() + length);
+    for (std::size_t i = 0; i < length; ++i) {
+      auto code = static_cast<std::uint32_t>(text[i]);
+      if (code >= 0xD800 && code <= 0xDBFF && i + 1 < length) {
+        code = code * 1024 + static_cast<std::uint32_t>(text[++i]) - 56613888u;
+      }
+      Utf8Encoding::appendCodePointAsUtf8(out, code & 0x1FFFFF);
+    }
   }
 }
 
@@ -555,7 +562,18 @@ CPString validateAndCreateCPStringWithoutThrowing(const std::wstring& text, bool
   if constexpr (sizeof(wchar_t) == 2) {
     return createFromUtf16WithoutThrowing(reinterpret_cast<const char16_t*>(text.data()), text.size(), isValid);
   } else {
-    return createFromUtf32WithoutThrowing(reinterpret_cast<const char32_t*>(text.data()), text.size(), isValid);
+    // As the checked conversion does, a surrogate pair in 32-bit wchar_t text is joined.
+    std::u32string joined;
+    joined.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      auto code = static_cast<char32_t>(text[i]);
+      if (code >= 0xD800 && code <= 0xDBFF && i + 1 < text.size() && static_cast<char32_t>(text[i + 1]) >= 0xDC00 &&
+          static_cast<char32_t>(text[i + 1]) <= 0xDFFF) {
+        code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(text[++i]) - 0xDC00);
+      }
+      joined.push_back(code);
+    }
+    return createFromUtf32WithoutThrowing(joined.data(), joined.size(), isValid);
   }
 }
 
