@@ -114,6 +114,32 @@ TEST(CPString, CompareNoCaseOrdersByLengthFirst) {
   EXPECT_EQ(CPString("b").compareNoCase(std::wstring(L"AA")), -1);
 }
 
+// The ASCII comparison goes sixteen bytes at a time with an overlapping last
+// block; differences and non-ASCII bytes must be seen at every position.
+TEST(CPString, CompareNoCaseAroundBlockEdges) {
+  for (const unsigned length : {1u, 15u, 16u, 17u, 31u, 32u, 33u, 64u, 65u}) {
+    const std::string lower(length, 'k');
+    const std::string upper(length, 'K');
+    EXPECT_EQ(CPString(lower).compareNoCase(upper), 0) << length;
+    for (unsigned k = 0; k < length; ++k) {
+      std::string changed = upper;
+      changed[k] = 'L';
+      EXPECT_EQ(CPString(lower).compareNoCase(changed), -1) << length << " " << k;
+      changed[k] = 'j';
+      EXPECT_EQ(CPString(lower).compareNoCase(changed), 1) << length << " " << k;
+    }
+    if (length >= 2) {
+      // Same byte length, fewer code points: decided by the count, which only
+      // the code-point path sees ("zz..." would otherwise order after "aa...").
+      for (unsigned k = 0; k + 2 <= length; ++k) {
+        std::string accented(length, 'z');
+        accented.replace(k, 2, "\xC3\xA9");
+        EXPECT_EQ(CPString(accented).compareNoCase(std::string(length, 'a')), -1) << length << " " << k;
+      }
+    }
+  }
+}
+
 TEST(CPString, CompareNoCaseUsingAsciiCharacterSetTakesBytesAsSignedChars) {
   EXPECT_EQ(CPString("b").compareNoCaseUsingAsciiCharacterSet("AA"), -1);
   EXPECT_EQ(CPString("abc").compareNoCaseUsingAsciiCharacterSet(CPString("ABC")), 0);

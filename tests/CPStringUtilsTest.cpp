@@ -270,3 +270,46 @@ TEST(CPStringUtils, BoundedCopiesNeverPassTheCapacityAndAlwaysTerminate) {
   EXPECT_EQ(std::wstring(wide), L"abc");
   EXPECT_EQ(wide[4], L'#');
 }
+
+// The conversions take ASCII sixteen units at a time and the rest one by one;
+// non-ASCII text at every position around the block edges must come out the
+// same as a plain code-point-by-code-point conversion.
+TEST(CPStringUtils, ConversionsAroundBlockEdgesMatchAPlainConversion) {
+  const char32_t specials[] = {U'\u00E9', U'\u4E2D', U'\U0001F600'};
+  for (const char32_t special : specials) {
+    for (std::size_t position = 0; position < 40; ++position) {
+      std::u32string codePoints(40, U'a');
+      codePoints[position] = special;
+      codePoints[39 - position / 2] = U'\u00FC';
+      std::string utf8;
+      std::u16string utf16;
+      for (const char32_t c : codePoints) {
+        utf8 += CPStringUtils::narrowToStdStringForLowLevelUtilities(c);
+        if (c > 0xFFFF) {
+          utf16 += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+          utf16 += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+          utf16 += static_cast<char16_t>(c);
+        }
+      }
+      EXPECT_EQ(CPStringUtils::narrowToStdString(utf16), utf8) << position;
+      EXPECT_EQ(CPStringUtils::widenTo_u16string(utf8), utf16) << position;
+      EXPECT_EQ(CPStringUtils::widenTo_u32string(utf8), codePoints) << position;
+      EXPECT_EQ(CPStringUtils::narrowToStdString(CPStringUtils::widenTo_wstring(utf8)), utf8) << position;
+    }
+  }
+}
+
+TEST(CPStringUtils, FailedConversionLeavesTheDestinationAsItWas) {
+  std::u16string text(40, u'x');
+  text[33] = 0xDC00;  // a lone trail surrogate after two ASCII blocks
+  std::string destination = "kept";
+  EXPECT_THROW(CPStringUtils::narrowAndAppend(text, destination), utf8::CPExceptionInvalidUtf16);
+  EXPECT_EQ(destination, "kept");
+  text[33] = u'\u00E9';
+  text[39] = 0xD800;  // a lead surrogate at the very end
+  EXPECT_THROW(CPStringUtils::narrowAndAppend(text, destination), utf8::CPExceptionInvalidUtf16);
+  EXPECT_EQ(destination, "kept");
+  CPStringUtils::narrowAndAppend(text.substr(0, 39), destination);
+  EXPECT_EQ(destination.size(), 4u + 38u + 2u);
+}

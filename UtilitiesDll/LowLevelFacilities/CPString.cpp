@@ -1,6 +1,7 @@
 #include "LowLevelFacilities/CPString.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/AsciiBlocks.h"
 #include "LowLevelFacilities/CPStringUtils.h"
 #include "LowLevelFacilities/CXString.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
@@ -22,7 +23,6 @@ namespace {
 using size_type = std::string::size_type;
 
 constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
-constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
 
 inline std::uint64_t load64(const char* bytes) noexcept {
   std::uint64_t word;
@@ -189,16 +189,68 @@ void removeExtraneous(std::string& text, const IsSpace& isSpace) {
 
 // ---- case-insensitive comparison helpers -----------------------------------------------------
 
-// Upper-cases the ASCII letters of eight ASCII bytes at once.
-inline std::uint64_t asciiUpper8(std::uint64_t word) noexcept {
-  const std::uint64_t atLeastA = word + kOnes * (0x80 - 'a');
-  const std::uint64_t aboveZ = word + kOnes * (0x80 - 'z' - 1);
-  const std::uint64_t isLower = atLeastA & ~aboveZ & kHighBits;
-  return word - (isLower >> 2);
-}
-
 inline int asciiUpper(int c) noexcept {
   return (c >= 'a' && c <= 'z') ? c - ('a' - 'A') : c;
+}
+
+// The first difference of two ASCII strings of `length` bytes after
+// upper-casing: -1, 0 or 1.
+[[gnu::noinline]] int firstAsciiDifferenceNoCase(const char* a, const char* b, unsigned length) noexcept {
+  for (unsigned i = 0; i < length; ++i) {
+    const int upperA = asciiUpper(static_cast<unsigned char>(a[i]));
+    const int upperB = asciiUpper(static_cast<unsigned char>(b[i]));
+    if (upperA != upperB) {
+      return upperA < upperB ? -1 : 1;
+    }
+  }
+  return 0;
+}
+
+// Both strings have `length` bytes. If both are entirely ASCII, compares them
+// after upper-casing (toupper of the C locale) and returns true with the
+// result; otherwise returns false. Sixteen bytes at a time, the blocks only
+// gather whether any byte is non-ASCII and whether any pair differs other
+// than in the case of a letter; only then is the first difference looked
+// for. A last partial block is taken as the last sixteen bytes (overlapping).
+inline bool compareSameLengthNoCaseIfAscii(const char* a, const char* b, unsigned length, int& result) noexcept {
+  using namespace InternalHaldenCP::AsciiBlocks;
+  if (length < 16) {
+    unsigned char seen = 0;
+    bool unequal = false;
+    for (unsigned i = 0; i < length; ++i) {
+      const auto byteA = static_cast<unsigned char>(a[i]);
+      const auto byteB = static_cast<unsigned char>(b[i]);
+      seen |= byteA | byteB;
+      unequal |= asciiUpper(byteA) != asciiUpper(byteB);
+    }
+    if ((seen & 0x80) != 0) {
+      return false;
+    }
+    result = unequal ? firstAsciiDifferenceNoCase(a, b, length) : 0;
+    return true;
+  }
+  Bytes16 seen = {};
+  Bytes16 unequal = {};
+  unsigned i = 0;
+  Bytes16 blockA;
+  Bytes16 blockB;
+  for (; i + 16 <= length; i += 16) {
+    loadBytes(blockA, a + i);
+    loadBytes(blockB, b + i);
+    seen |= blockA | blockB;
+    accumulateCaseInsensitiveDifference(blockA, blockB, unequal);
+  }
+  if (i < length) {
+    loadBytes(blockA, a + length - 16);
+    loadBytes(blockB, b + length - 16);
+    seen |= blockA | blockB;
+    accumulateCaseInsensitiveDifference(blockA, blockB, unequal);
+  }
+  if (hasNonAscii(seen)) {
+    return false;
+  }
+  result = anyBitSet(unequal) ? firstAsciiDifferenceNoCase(a, b, length) : 0;
+  return true;
 }
 
 inline std::uint32_t foldCodePointToUpper(std::uint32_t code) noexcept {
@@ -234,6 +286,33 @@ inline std::uint32_t decodeValid(const char*& cursor, const char* end) noexcept 
   std::uint32_t code = 0;
   utf8::internal::validate_next(cursor, end, code);
   return code;
+}
+
+// Same byte length, some byte not ASCII: compares code points after case
+// folding, again with the shorter (in code points) first. Decoding on the fly
+// needs no copies. Kept out of line so that the ASCII path stays lean.
+[[gnu::noinline]] int compareSameLengthNoCaseWithNonAscii(const char* a, const char* b, unsigned length) noexcept {
+  std::uint32_t aCount = 0;
+  std::uint32_t bCount = 0;
+  if (!tryCountCodePoints(a, length, aCount) || !tryCountCodePoints(b, length, bCount)) {
+    // Not UTF-8: the bytes are compared as they are.
+    return CPString::compareNoCaseSameLengthAsciiStrings(a, b, length);
+  }
+  if (aCount != bCount) {
+    return aCount < bCount ? -1 : 1;
+  }
+  const char* aCursor = a;
+  const char* bCursor = b;
+  const char* const aEnd = a + length;
+  const char* const bEnd = b + length;
+  while (aCursor < aEnd) {
+    const std::uint32_t aCode = foldCodePointToUpper(decodeValid(aCursor, aEnd));
+    const std::uint32_t bCode = foldCodePointToUpper(decodeValid(bCursor, bEnd));
+    if (aCode != bCode) {
+      return aCode < bCode ? -1 : 1;
+    }
+  }
+  return 0;
 }
 
 }  // namespace
@@ -1170,73 +1249,15 @@ int CPString::compareNoCaseHelper(const char* a, unsigned int aLength, const cha
     return aLength < bLength ? -1 : 1;
   }
   int result = 0;
-  if (compareNoCaseSameLengthStringsIfEntirelyAscii(a, b, aLength, result)) {
+  if (compareSameLengthNoCaseIfAscii(a, b, aLength, result)) {
     return result;
   }
-  // Some byte is not ASCII: compare code points after case folding, again
-  // length (in code points) first. Decoding on the fly needs no copies.
-  std::uint32_t aCount = 0;
-  std::uint32_t bCount = 0;
-  if (!tryCountCodePoints(a, aLength, aCount) || !tryCountCodePoints(b, bLength, bCount)) {
-    // Not UTF-8: the bytes are compared as they are.
-    return compareNoCaseUsingAsciiCharacterSetHelper(a, aLength, b, bLength);
-  }
-  if (aCount != bCount) {
-    return aCount < bCount ? -1 : 1;
-  }
-  const char* aCursor = a;
-  const char* bCursor = b;
-  const char* const aEnd = a + aLength;
-  const char* const bEnd = b + bLength;
-  while (aCursor < aEnd) {
-    const std::uint32_t aCode = foldCodePointToUpper(decodeValid(aCursor, aEnd));
-    const std::uint32_t bCode = foldCodePointToUpper(decodeValid(bCursor, bEnd));
-    if (aCode != bCode) {
-      return aCode < bCode ? -1 : 1;
-    }
-  }
-  return 0;
+  return compareSameLengthNoCaseWithNonAscii(a, b, aLength);
 }
 
 bool CPString::compareNoCaseSameLengthStringsIfEntirelyAscii(const char* a, const char* b, unsigned int length,
                                                              int& result) noexcept {
-  // One pass: remember the first difference, but go on to the end, because
-  // a non-ASCII byte anywhere sends the comparison down the other path.
-  int firstDifference = 0;
-  unsigned i = 0;
-  if constexpr (std::endian::native == std::endian::little) {
-    for (; i + 8 <= length; i += 8) {
-      const std::uint64_t wordA = load64(a + i);
-      const std::uint64_t wordB = load64(b + i);
-      if (((wordA | wordB) & kHighBits) != 0) {
-        return false;
-      }
-      if (firstDifference == 0 && wordA != wordB) {
-        const std::uint64_t upperA = asciiUpper8(wordA);
-        const std::uint64_t upperB = asciiUpper8(wordB);
-        if (upperA != upperB) {
-          const int shift = std::countr_zero(upperA ^ upperB) & ~7;
-          firstDifference = ((upperA >> shift) & 0xFF) < ((upperB >> shift) & 0xFF) ? -1 : 1;
-        }
-      }
-    }
-  }
-  for (; i < length; ++i) {
-    const auto byteA = static_cast<unsigned char>(a[i]);
-    const auto byteB = static_cast<unsigned char>(b[i]);
-    if (((byteA | byteB) & 0x80) != 0) {
-      return false;
-    }
-    if (firstDifference == 0 && byteA != byteB) {
-      const int upperA = asciiUpper(byteA);
-      const int upperB = asciiUpper(byteB);
-      if (upperA != upperB) {
-        firstDifference = upperA < upperB ? -1 : 1;
-      }
-    }
-  }
-  result = firstDifference;
-  return true;
+  return compareSameLengthNoCaseIfAscii(a, b, length, result);
 }
 
 int CPString::compareNoCaseUsingAsciiCharacterSetHelper(const char* a, unsigned int aLength, const char* b,

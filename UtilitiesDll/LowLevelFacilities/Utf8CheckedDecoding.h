@@ -4,6 +4,7 @@
 // and the exception hierarchy, so public headers must not include it.
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/Utf8Encoding.h"
 
 // Only utfcpp's core: its checked header declares exception classes of its own
 // in namespace utf8, which the library's utf8:: classes replace.
@@ -13,13 +14,14 @@
 
 namespace InternalHaldenCP {
 
-// Decodes the sequence at `cursor` and moves `cursor` behind it. Malformed
-// input throws, naming the byte offset from `begin`:
+// Decodes the sequence at `cursor` with utfcpp's validation and moves
+// `cursor` behind it. Malformed input throws, naming the byte offset from
+// `begin`:
 //   cut off by `end` (or `cursor` already at `end`): utf8::CPExceptionNotEnoughRoom
 //   a value that is no code point (surrogate, above U+10FFFF): utf8::CPExceptionInvalidCodePoint
 //   invalid lead byte, missing trail byte, overlong form: utf8::CPExceptionInvalidUtf8
-inline std::uint32_t decodeNextUtf8Checked(const char*& cursor, const char* begin, const char* end,
-                                           const char* functionLabel) {
+[[gnu::noinline]] inline std::uint32_t decodeNextUtf8CheckedSlowly(const char*& cursor, const char* begin,
+                                                                   const char* end, const char* functionLabel) {
   std::uint32_t code = 0;
   const char* start = cursor;
   switch (utf8::internal::validate_next(cursor, end, code)) {
@@ -49,6 +51,25 @@ inline std::uint32_t decodeNextUtf8Checked(const char*& cursor, const char* begi
       HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel), "Overlong UTF-8 sequence at byte %u.",
                 static_cast<unsigned>(start - begin));
   }
+}
+
+// Well-formed sequences are decoded inline; anything else goes to the
+// utfcpp-based routine above, which reports it.
+inline std::uint32_t decodeNextUtf8Checked(const char*& cursor, const char* begin, const char* end,
+                                           const char* functionLabel) {
+  if (cursor < end) {
+    const auto lead = static_cast<unsigned char>(*cursor);
+    if (lead < 0x80) {
+      ++cursor;
+      return lead;
+    }
+    std::uint32_t code = 0;
+    if (const unsigned length = Utf8Encoding::decodeWellFormedMultiByteSequence(cursor, end, code)) {
+      cursor += length;
+      return code;
+    }
+  }
+  return decodeNextUtf8CheckedSlowly(cursor, begin, end, functionLabel);
 }
 
 }  // namespace InternalHaldenCP

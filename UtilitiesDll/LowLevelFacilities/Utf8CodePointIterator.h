@@ -22,14 +22,16 @@
 // The iterator never writes through its byte pointer; CPString hands out
 // Utf8CodePointIterator<char*> for const strings as well.
 //
-// ASCII bytes are handled inline; everything else goes to the out-of-line
-// routines below (built on utfcpp's core), which keeps this header free of
-// utfcpp and of the exception hierarchy, so that it can share a translation
-// unit with utfcpp's own checked header.
+// Well-formed sequences are decoded inline; everything else goes to the
+// out-of-line routines below (built on utfcpp's core), which keeps this header
+// free of utfcpp and of the exception hierarchy, so that it can share a
+// translation unit with utfcpp's own checked header.
 
+#include "LowLevelFacilities/Utf8Encoding.h"
 #include "hdUtilitiesExport.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <type_traits>
 
@@ -73,8 +75,14 @@ class Utf8CodePointIterator {
   OctetIterator rangeEnd() const noexcept { return m_rangeEnd; }
 
   char32_t operator*() const {
-    if (m_position != m_rangeEnd && static_cast<unsigned char>(*m_position) < 0x80) {
-      return static_cast<char32_t>(*m_position);
+    if (m_position != m_rangeEnd) {
+      if (static_cast<unsigned char>(*m_position) < 0x80) {
+        return static_cast<char32_t>(*m_position);
+      }
+      std::uint32_t code = 0;
+      if (Utf8Encoding::decodeWellFormedMultiByteSequence(m_position, m_rangeEnd, code) != 0) {
+        return static_cast<char32_t>(code);
+      }
     }
     return utf8DecodeCheckedAt(m_position, m_rangeEnd);
   }
@@ -87,11 +95,18 @@ class Utf8CodePointIterator {
   }
 
   Utf8CodePointIterator& operator++() {
-    if (m_position != m_rangeEnd && static_cast<unsigned char>(*m_position) < 0x80) {
-      ++m_position;
-    } else {
-      m_position = const_cast<OctetIterator>(utf8AdvanceChecked(m_position, m_rangeEnd));
+    if (m_position != m_rangeEnd) {
+      if (static_cast<unsigned char>(*m_position) < 0x80) {
+        ++m_position;
+        return *this;
+      }
+      std::uint32_t code = 0;
+      if (const unsigned length = Utf8Encoding::decodeWellFormedMultiByteSequence(m_position, m_rangeEnd, code)) {
+        m_position += length;
+        return *this;
+      }
     }
+    m_position = const_cast<OctetIterator>(utf8AdvanceChecked(m_position, m_rangeEnd));
     return *this;
   }
   Utf8CodePointIterator operator++(int) {
