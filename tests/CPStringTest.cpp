@@ -543,7 +543,8 @@ TEST(CPString, ConstructionAppendingAndWideText) {
   // Wide text is UTF-16 on Windows and UTF-32 on Linux; both give the same bytes.
   EXPECT_EQ(CPString(L"\U0001F600").utf8StdString(), "\xF0\x9F\x98\x80");
   EXPECT_EQ(CPString(std::wstring{wchar_t(0xD83D), wchar_t(0xDE00)}).utf8StdString(), "\xF0\x9F\x98\x80");
-  EXPECT_EQ(static_cast<std::wstring>(CPString("\xC3\xA9\xF0\x9F\x98\x80")), std::wstring(L"\u00E9\U0001F600"));
+  const std::wstring wide = CPString("\xC3\xA9\xF0\x9F\x98\x80");
+  EXPECT_EQ(wide, std::wstring(L"\u00E9\U0001F600"));
   EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf16>([] { CPString s(std::wstring{wchar_t(0xDE00)}); }).message,
             "Found a lone trail surrogate.");
 

@@ -113,7 +113,7 @@ class HDU_API CPString {
   void swap(std::string& other) noexcept { m_string.swap(other); }
 
   // UTF-16 (UTF-32 on Linux) copy; throws the utf8:: exceptions for malformed bytes.
-  explicit operator std::wstring() const;
+  operator std::wstring() const;  // NOLINT(google-explicit-constructor): passes to wide interfaces
 
   // Printf-style formatting into a new string (see Formatter.h).
   template <class... Args>
