@@ -3,13 +3,11 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "DebuggingAndExceptions/DebugUtilities.h"
 #include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/AsciiBlocks.h"
 #include "LowLevelFacilities/CPString.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/Utf8CheckedDecoding.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
-
-// Only utfcpp's core: its checked header declares exception classes of its own
-// in namespace utf8, which the library's utf8:: classes replace.
-#include <utf8/core.h>
 
 #include <cctype>
 #include <cstring>
@@ -23,44 +21,110 @@ namespace {
 
 // ---- checked routines ----------------------------------------------------------
 
+// The checked conversions write through a pointer into an output sized in
+// advance: one unit per input unit, which is exact for ASCII; at the first
+// non-ASCII unit the rest is counted exactly and the output resized once
+// (UTF-16 to UTF-8; the other direction needs no count, see below). Runs of
+// ASCII go sixteen units at a time. A failure leaves the destination as it
+// was. (The count runs in 16-bit sums over chunks, which vectorises well.)
+
+// UTF-8 length of UTF-16 text: each surrogate unit counts two bytes, so a
+// pair makes four. (Broken pairs are reported before their bytes are written.)
+template <class Unit>
+std::size_t utf8LengthOfUtf16(const Unit* units, std::size_t length) noexcept {
+  std::size_t total = 0;
+  while (length != 0) {
+    const std::size_t chunk = length < 16384 ? length : 16384;  // at most 3 bytes a unit: fits 16 bits
+    std::uint16_t sum = 0;
+    for (std::size_t i = 0; i < chunk; ++i) {
+      const auto unit = static_cast<std::uint16_t>(units[i]);
+      sum = static_cast<std::uint16_t>(sum + 1u + (unit >= 0x80) + (unit >= 0x800) - ((unit & 0xF800) == 0xD800));
+    }
+    total += sum;
+    units += chunk;
+    length -= chunk;
+  }
+  return total;
+}
+
+inline char* writeUtf8(char* target, std::uint32_t code) noexcept {
+  if (code < 0x80) {
+    *target++ = static_cast<char>(code);
+  } else if (code < 0x800) {
+    *target++ = static_cast<char>(0xC0 | (code >> 6));
+    *target++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else if (code < 0x10000) {
+    *target++ = static_cast<char>(0xE0 | (code >> 12));
+    *target++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+    *target++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else {
+    *target++ = static_cast<char>(0xF0 | (code >> 18));
+    *target++ = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+    *target++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+    *target++ = static_cast<char>(0x80 | (code & 0x3F));
+  }
+  return target;
+}
+
 template <class Unit>
 void utf16ToUtf8Checked(const Unit* units, std::size_t length, std::string& out) {
   static_assert(sizeof(Unit) == 2);
-  out.reserve(out.size() + length);
-  std::size_t i = 0;
-  while (i < length) {
-    // ASCII run.
-    const std::size_t runStart = i;
-    while (i < length && static_cast<std::uint16_t>(units[i]) < 0x80) {
-      ++i;
+  using namespace InternalHaldenCP::AsciiBlocks;
+  const std::size_t base = out.size();
+  out.resize(base + length);
+  char* target = out.data() + base;
+  bool sizedExactly = false;
+  try {
+    std::size_t i = 0;
+    while (i < length) {
+      if (length - i >= 16) {
+        Units8 low;
+        Units8 high;
+        loadUnits(low, units + i);
+        loadUnits(high, units + i + 8);
+        if (unitsAreAscii(low, high)) {
+          narrowAsciiBlock(low, high, target);
+          target += 16;
+          i += 16;
+          continue;
+        }
+      }
+      // A block with some non-ASCII unit goes one unit at a time.
+      const std::size_t blockEnd = length - i >= 16 ? i + 16 : length;
+      while (i < blockEnd) {
+        std::uint32_t code = static_cast<std::uint16_t>(units[i++]);
+        if (code < 0x80) {
+          *target++ = static_cast<char>(code);
+          continue;
+        }
+        if (!sizedExactly) {
+          const auto written = static_cast<std::size_t>(target - out.data());
+          out.resize(written + utf8LengthOfUtf16(units + i - 1, length - i + 1));
+          target = out.data() + written;
+          sizedExactly = true;
+        }
+        if ((code & 0xF800) == 0xD800) {
+          if (utf8::internal::is_trail_surrogate(code)) {
+            HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                      "Found a lone trail surrogate.");
+          }
+          if (i == length) {
+            HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                      "Reached the end of the character sequence. No trail surrogate.");
+          }
+          const std::uint32_t trail = static_cast<std::uint16_t>(units[i++]);
+          if (!utf8::internal::is_trail_surrogate(trail)) {
+            HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                      "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
+          }
+          code = (code << 10) + trail + utf8::internal::SURROGATE_OFFSET;
+        }
+        target = writeUtf8(target, code);
+      }
     }
-    if (i > runStart) {
-      const std::size_t base = out.size();
-      out.resize(base + (i - runStart));
-      char* target = out.data() + base;
-      for (std::size_t k = runStart; k < i; ++k) {
-        *target++ = static_cast<char>(units[k]);
-      }
-      if (i == length) {
-        break;
-      }
-    }
-    std::uint32_t code = static_cast<std::uint16_t>(units[i++]);
-    if (utf8::internal::is_lead_surrogate(code)) {
-      if (i == length) {
-        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
-                  "Reached the end of the character sequence. No trail surrogate.");
-      }
-      const std::uint32_t trail = static_cast<std::uint16_t>(units[i++]);
-      if (!utf8::internal::is_trail_surrogate(trail)) {
-        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
-                  "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
-      }
-      code = (code << 10) + trail + utf8::internal::SURROGATE_OFFSET;
-    } else if (utf8::internal::is_trail_surrogate(code)) {
-      HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"), "Found a lone trail surrogate.");
-    }
-    Utf8Encoding::appendCodePointAsUtf8(out, code);
+  } catch (...) {
+    out.resize(base);
+    throw;
   }
 }
 
@@ -77,97 +141,61 @@ void utf32ToUtf8Checked(const Unit* units, std::size_t length, std::string& out)
   }
 }
 
-// Decodes the next sequence of checked UTF-8, throwing the library's exception
-// for each kind of malformed input.
-std::uint32_t nextChecked(const char*& cursor, const char* begin, const char* end, const char* functionLabel) {
-  std::uint32_t code = 0;
-  const char* start = cursor;
-  switch (utf8::internal::validate_next(cursor, end, code)) {
-    case utf8::internal::UTF8_OK:
-      return code;
-    case utf8::internal::NOT_ENOUGH_ROOM:
-      HDU_THROW(utf8::CPExceptionNotEnoughRoom, HDU_DEBUG_CONTEXT(functionLabel),
-                "The UTF-8 sequence at byte %u is cut off by the end of the text.",
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INVALID_CODE_POINT:
-      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT(functionLabel),
-                "The UTF-8 sequence at byte %u encodes a value that is not a valid code point.",
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INVALID_LEAD:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
-                "Invalid UTF-8 lead byte 0x%02x at byte %u.", static_cast<unsigned>(static_cast<unsigned char>(*start)),
-                static_cast<unsigned>(start - begin));
-    case utf8::internal::INCOMPLETE_SEQUENCE:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel),
-                "Incomplete UTF-8 sequence at byte %u: a trail byte is missing.", static_cast<unsigned>(start - begin));
-    case utf8::internal::OVERLONG_SEQUENCE:
-    default:
-      HDU_THROW(utf8::CPExceptionInvalidUtf8, HDU_DEBUG_CONTEXT(functionLabel), "Overlong UTF-8 sequence at byte %u.",
-                static_cast<unsigned>(start - begin));
-  }
-}
-
-// ASCII blocks of eight bytes are widened without decoding.
+// Into a string of 16-bit (UTF-16) or 32-bit (UTF-32) units. No UTF-8
+// sequence gives more units than it has bytes, so an output of one unit per
+// byte always suffices; it is cut to what was written at the end.
 template <class OutString>
-std::size_t widenAsciiPrefix(const char* bytes, std::size_t length, OutString& out, std::size_t from) {
-  std::size_t i = from;
-  while (i + 8 <= length) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes + i, 8);
-    if ((word & 0x8080808080808080ULL) != 0) {
-      break;
+void utf8ToUnitsChecked(const char* bytes, std::size_t length, OutString& out, const char* functionLabel) {
+  using Unit = typename OutString::value_type;
+  static_assert(sizeof(Unit) == 2 || sizeof(Unit) == 4);
+  using namespace InternalHaldenCP::AsciiBlocks;
+  const std::size_t base = out.size();
+  out.resize(base + length);
+  Unit* target = out.data() + base;
+  const char* cursor = bytes;
+  const char* const end = bytes + length;
+  try {
+    while (cursor < end) {
+      if (end - cursor >= 16) {
+        Bytes16 block;
+        loadBytes(block, cursor);
+        if (!hasNonAscii(block)) {
+          widenAsciiBlock(cursor, target);
+          target += 16;
+          cursor += 16;
+          continue;
+        }
+      }
+      // A block with some non-ASCII byte goes one code point at a time.
+      const char* const blockEnd = end - cursor >= 16 ? cursor + 16 : end;
+      while (cursor < blockEnd) {
+        if (static_cast<unsigned char>(*cursor) < 0x80) {
+          *target++ = static_cast<Unit>(*cursor++);
+          continue;
+        }
+        std::uint32_t code = InternalHaldenCP::decodeNextUtf8Checked(cursor, bytes, end, functionLabel);
+        if (sizeof(Unit) == 2 && code > 0xFFFF) {
+          code -= 0x10000;
+          *target++ = static_cast<Unit>(0xD800 + (code >> 10));
+          *target++ = static_cast<Unit>(0xDC00 + (code & 0x3FF));
+        } else {
+          *target++ = static_cast<Unit>(code);
+        }
+      }
     }
-    i += 8;
+    out.resize(static_cast<std::size_t>(target - out.data()));
+  } catch (...) {
+    out.resize(base);
+    throw;
   }
-  while (i < length && static_cast<unsigned char>(bytes[i]) < 0x80) {
-    ++i;
-  }
-  if (i > from) {
-    const std::size_t base = out.size();
-    out.resize(base + (i - from));
-    auto* target = out.data() + base;
-    for (std::size_t k = from; k < i; ++k) {
-      *target++ = static_cast<typename OutString::value_type>(static_cast<unsigned char>(bytes[k]));
-    }
-  }
-  return i;
 }
 
 void utf8ToUtf16Checked(const char* bytes, std::size_t length, std::u16string& out) {
-  out.reserve(out.size() + length);
-  const char* const end = bytes + length;
-  std::size_t i = 0;
-  while (i < length) {
-    i = widenAsciiPrefix(bytes, length, out, i);
-    if (i == length) {
-      break;
-    }
-    const char* cursor = bytes + i;
-    std::uint32_t code = nextChecked(cursor, bytes, end, "utf8::utf8to16");
-    i = static_cast<std::size_t>(cursor - bytes);
-    if (code > 0xFFFF) {
-      code -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
-      out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
-    } else {
-      out.push_back(static_cast<char16_t>(code));
-    }
-  }
+  utf8ToUnitsChecked(bytes, length, out, "utf8::utf8to16");
 }
 
 void utf8ToUtf32Checked(const char* bytes, std::size_t length, std::u32string& out) {
-  out.reserve(out.size() + length);
-  const char* const end = bytes + length;
-  std::size_t i = 0;
-  while (i < length) {
-    i = widenAsciiPrefix(bytes, length, out, i);
-    if (i == length) {
-      break;
-    }
-    const char* cursor = bytes + i;
-    out.push_back(static_cast<char32_t>(nextChecked(cursor, bytes, end, "utf8::utf8to32")));
-    i = static_cast<std::size_t>(cursor - bytes);
-  }
+  utf8ToUnitsChecked(bytes, length, out, "utf8::utf8to32");
 }
 
 template <class CharT>
@@ -175,25 +203,50 @@ std::size_t lengthOf(const CharT* text) {
   return text == nullptr ? 0 : std::char_traits<CharT>::length(text);
 }
 
+// 32-bit wchar_t text (Linux) is UTF-32, but a UTF-16 surrogate pair met in
+// it (text that came unit by unit from a 16-bit source) is joined as on
+// Windows, and a broken pair is reported as it is there.
+void wideUtf32ToUtf8Checked(const wchar_t* units, std::size_t length, std::string& out) {
+  out.reserve(out.size() + length);
+  for (std::size_t i = 0; i < length; ++i) {
+    auto code = static_cast<std::uint32_t>(units[i]);
+    if (code < 0x80) {
+      out.push_back(static_cast<char>(code));
+      continue;
+    }
+    if (utf8::internal::is_lead_surrogate(code)) {
+      if (i + 1 == length) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Reached the end of the character sequence. No trail surrogate.");
+      }
+      const auto trail = static_cast<std::uint32_t>(units[++i]);
+      if (!utf8::internal::is_trail_surrogate(trail)) {
+        HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
+                  "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
+      }
+      code = (code << 10) + trail + utf8::internal::SURROGATE_OFFSET;
+    } else if (utf8::internal::is_trail_surrogate(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"), "Found a lone trail surrogate.");
+    } else if (!utf8::internal::is_code_point_valid(code)) {
+      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT("utf8::append"), "Code point can't be appended.");
+    }
+    Utf8Encoding::appendCodePointAsUtf8(out, code);
+  }
+}
+
 // wchar_t dispatch: UTF-16 where wchar_t has 16 bits, UTF-32 elsewhere.
 void narrowWideChecked(const wchar_t* text, std::size_t length, std::string& out) {
   if constexpr (sizeof(wchar_t) == 2) {
     utf16ToUtf8Checked(text, length, out);
   } else {
-    utf32ToUtf8Checked(text, length, out);
+    wideUtf32ToUtf8Checked(text, length, out);
   }
 }
 
 std::wstring widenToWideChecked(const char* bytes, std::size_t length) {
   std::wstring result;
-  if constexpr (sizeof(wchar_t) == 2) {
-    std::u16string units;
-    utf8ToUtf16Checked(bytes, length, units);
-    result.assign(units.begin(), units.end());
-  } else {
-    std::u32string units;
-    utf8ToUtf32Checked(bytes, length, units);
-    result.assign(units.begin(), units.end());
+  if (bytes != nullptr) {
+    utf8ToUnitsChecked(bytes, length, result, sizeof(wchar_t) == 2 ? "utf8::utf8to16" : "utf8::utf8to32");
   }
   return result;
 }
@@ -234,7 +287,16 @@ void narrowWideLowLevel(const wchar_t* text, std::size_t length, std::string& ou
   if constexpr (sizeof(wchar_t) == 2) {
     narrowUtf16LowLevel(reinterpret_cast<const char16_t*>(text), length, out);
   } else {
-    Utf8Encoding::appendUtf32AsUtf8Lenient(out, text, length);
+    // UTF-32, with a lead surrogate joined to the next unit as the hand
+    // conversion of UTF-16 does; never fails.
+    out.reserve(out.size() + length);
+    for (std::size_t i = 0; i < length; ++i) {
+      auto code = static_cast<std::uint32_t>(text[i]);
+      if (code >= 0xD800 && code <= 0xDBFF && i + 1 < length) {
+        code = code * 1024 + static_cast<std::uint32_t>(text[++i]) - 56613888u;
+      }
+      Utf8Encoding::appendCodePointAsUtf8(out, code & 0x1FFFFF);
+    }
   }
 }
 
@@ -555,7 +617,18 @@ CPString validateAndCreateCPStringWithoutThrowing(const std::wstring& text, bool
   if constexpr (sizeof(wchar_t) == 2) {
     return createFromUtf16WithoutThrowing(reinterpret_cast<const char16_t*>(text.data()), text.size(), isValid);
   } else {
-    return createFromUtf32WithoutThrowing(reinterpret_cast<const char32_t*>(text.data()), text.size(), isValid);
+    // As the checked conversion does, a surrogate pair in 32-bit wchar_t text is joined.
+    std::u32string joined;
+    joined.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      auto code = static_cast<char32_t>(text[i]);
+      if (code >= 0xD800 && code <= 0xDBFF && i + 1 < text.size() && static_cast<char32_t>(text[i + 1]) >= 0xDC00 &&
+          static_cast<char32_t>(text[i + 1]) <= 0xDFFF) {
+        code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(text[++i]) - 0xDC00);
+      }
+      joined.push_back(code);
+    }
+    return createFromUtf32WithoutThrowing(joined.data(), joined.size(), isValid);
   }
 }
 

@@ -32,6 +32,8 @@ std::u16string fromWide(const wchar_t* text, std::size_t length) {
 
 }  // namespace
 
+const std::size_t CXString::npos;
+
 CXString::CXString(const char16_t* text) {
   if (text != nullptr) {
     m_text.assign(text);

@@ -25,7 +25,9 @@ class CPString;
 class HDU_API CXString {
  public:
   using value_type = char16_t;
-  static constexpr std::size_t npos = std::u16string::npos;
+  // Defined in the library (not constexpr) so that callers can bind it to a
+  // reference through the DLL import.
+  static const std::size_t npos = std::u16string::npos;
 
   // Options of Base64EncodeBinaryData.
   enum Base64Option : unsigned long {

@@ -36,6 +36,42 @@ inline void appendCodePointAsUtf8(Sink& sink, std::uint32_t codePoint) {
   }
 }
 
+// Decodes the well-formed UTF-8 sequence of two to four bytes that starts at
+// `bytes` (a byte of 0x80 or above) and ends before `end`: returns its length
+// and sets `code`, or returns 0 for anything malformed (bad lead or trail
+// byte, cut off, overlong, surrogate, above U+10FFFF), leaving the reporting
+// to the checked routines.
+inline unsigned decodeWellFormedMultiByteSequence(const char* bytes, const char* end, std::uint32_t& code) noexcept {
+  const auto* p = reinterpret_cast<const unsigned char*>(bytes);
+  const std::ptrdiff_t available = end - bytes;
+  const unsigned lead = p[0];
+  auto isTrail = [](unsigned char c) { return (c & 0xC0) == 0x80; };
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    if (available >= 2 && isTrail(p[1])) {
+      code = ((lead & 0x1Fu) << 6) | (p[1] & 0x3Fu);
+      return 2;
+    }
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    if (available >= 3 && isTrail(p[1]) && isTrail(p[2])) {
+      const std::uint32_t value = ((lead & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu);
+      if (value >= 0x800 && (value < 0xD800 || value > 0xDFFF)) {
+        code = value;
+        return 3;
+      }
+    }
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    if (available >= 4 && isTrail(p[1]) && isTrail(p[2]) && isTrail(p[3])) {
+      const std::uint32_t value =
+          ((lead & 0x07u) << 18) | ((p[1] & 0x3Fu) << 12) | ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
+      if (value >= 0x10000 && value <= 0x10FFFF) {
+        code = value;
+        return 4;
+      }
+    }
+  }
+  return 0;
+}
+
 template <class Sink, class Unit>
 inline void appendUtf16AsUtf8Lenient(Sink& sink, const Unit* units, std::size_t length) {
   std::size_t i = 0;
