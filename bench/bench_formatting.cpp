@@ -5,13 +5,7 @@
 // Each "ours" case also reports heap allocations per message
 // (allocs_per_message), which must be 0 for results under 1,024 characters.
 
-// BenchSupport.h's counting operator new/delete pair malloc with free; once
-// inlined into the benchmark registrations GCC takes them for a mismatched
-// new/delete pair.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #include "BenchSupport.h"
-#pragma GCC diagnostic pop
 
 #include "LowLevelFacilities/FormatStringBuffer.h"
 #include "LowLevelFacilities/Formatter.h"

@@ -6,13 +6,7 @@
 // Both sides count atomically (the benchmark main starts a thread first, so
 // libstdc++ uses its atomic counts too).
 
-// BenchSupport.h's counting operator new/delete pair malloc with free; once
-// inlined into the benchmark registrations GCC takes them for a mismatched
-// new/delete pair.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #include "BenchSupport.h"
-#pragma GCC diagnostic pop
 
 #include "LowLevelFacilities/HldSharedPtr.h"
 

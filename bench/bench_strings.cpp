@@ -11,11 +11,6 @@
 // the namespace utf8 with the library's; CPString.h and CPStringUtils.h do not
 // include the library's exception hierarchy, so both can live here.
 
-// g++ 12 takes the counting operator delete of BenchSupport.h (free) for a
-// mismatch with operator new once both are inlined into the benchmark
-// registrations; they do match (both malloc/free).
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
 #include "BenchSupport.h"
 
 #include "LowLevelFacilities/CPString.h"
