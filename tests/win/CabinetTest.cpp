@@ -105,6 +105,21 @@ TEST(CabCompressedBufferWin, ContextsStoreSeveralFilesAndKeepToTheBudget) {
             "The cabinet holds 2 files; the cabinet of a CabCompressedBuffer holds exactly one.");
 }
 
+TEST(CabCompressedBufferWin, CabinetWriteFailureIsReportedWithTheFciError) {
+  // The in-memory cabinet file is limited to 10 bytes, so FCI cannot write
+  // the cabinet.
+  CabCompressionContext compressor;
+  compressor.SetFile(CabCompressionContext::GetCabinetName(), ByteBuffer());
+  compressor.SetFileSizeLimit(CabCompressionContext::GetCabinetName(), 10);
+  compressor.AddFile(repetitiveBytes(1000), "data.bin");
+  const std::string message = messageOfThrow<CPExceptionCompression>([&] { compressor.FlushCabinet(); });
+  EXPECT_TRUE(contains(message,
+                       "CabCompressionContext::FlushCabinet(): FCIFlushCabinet() failed with "
+                       "FCIERR_CAB_FILE (Could not create cabinet file)"))
+      << message;
+  EXPECT_TRUE(contains(message, "longer than its limit of 10 bytes")) << message;
+}
+
 TEST(CabCompressedBufferWin, BadCabinetsFailWithTheFdiError) {
   const ByteBuffer original = repetitiveBytes(20000);
   CabCompressedBuffer good;
