@@ -65,9 +65,9 @@ std::string zlibErrorText(int code, const char* detail = nullptr) {
             actual, static_cast<long long>(expected));
 }
 
-void checkOriginalSizeToCompress(unsigned long size, const char* functionName) {
+void checkOriginalSizeToCompress(unsigned long size, const char* functionName, const char* functionLabel) {
   if (size > kMaximumOriginalSize) {
-    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::CompressData"),
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT(functionLabel),
               "ZlibCompressedBuffer::%s(): The data (%lu bytes) is too large for a CompressedBuffer (at most %lu "
               "bytes)!",
               functionName, static_cast<unsigned long long>(size),
@@ -78,18 +78,19 @@ void checkOriginalSizeToCompress(unsigned long size, const char* functionName) {
 // The footer's original size is checked before anything is allocated: it
 // must not be negative, and deflate data cannot expand by more than
 // kMaximumExpansionRatio.
-void checkOriginalSizeToUncompress(unsigned long compressedSize, long originalSize, const char* functionName) {
+void checkOriginalSizeToUncompress(unsigned long compressedSize, long originalSize, const char* functionName,
+                                   const char* functionLabel) {
   const unsigned long long limit =
       static_cast<unsigned long long>(compressedSize) * ZlibCompressedBuffer::kMaximumExpansionRatio;
   if (static_cast<unsigned long long>(compressedSize) > UINT_MAX) {
     // zlib's streams count input in 32-bit units; no genuine buffer is this big.
-    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT(functionLabel),
               "ZlibCompressedBuffer::%s(): The Zlib data (%lu bytes) is too large!", functionName,
               static_cast<unsigned long long>(compressedSize));
   }
   if (originalSize < 0 || static_cast<unsigned long long>(originalSize) > limit ||
       static_cast<unsigned long long>(originalSize) > kMaximumOriginalSize) {
-    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT(functionLabel),
               "ZlibCompressedBuffer::%s(): The original data size in the footer (%ld) is impossible for %lu bytes of "
               "Zlib data (at most %lu bytes can come out)!",
               functionName, static_cast<long long>(originalSize), static_cast<unsigned long long>(compressedSize),
@@ -181,7 +182,7 @@ ZlibCompressedBuffer::~ZlibCompressedBuffer() = default;
 
 void ZlibCompressedBuffer::CompressData(const unsigned char* data, unsigned long size, ByteBuffer& out,
                                         const int& level) {
-  checkOriginalSizeToCompress(size, "compressData");
+  checkOriginalSizeToCompress(size, "compressData", "ZlibCompressedBuffer::CompressData");
   ByteBuffer result;
   if (size != 0) {
     uLongf compressedSize = compressBound(static_cast<uLong>(size));
@@ -213,7 +214,7 @@ void ZlibCompressedBuffer::UncompressData(const ByteBuffer& compressed, ByteBuff
 
 void ZlibCompressedBuffer::UncompressData(const unsigned char* compressed, unsigned long compressedSize,
                                           long originalSize, ByteBuffer& out) {
-  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressData");
+  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressData", "ZlibCompressedBuffer::UncompressData");
   if (compressedSize == 0) {
     // Only an empty original compresses to nothing (see CompressData).
     out.clear();
@@ -250,7 +251,7 @@ void ZlibCompressedBuffer::UncompressData(const unsigned char* compressed, unsig
 
 void ZlibCompressedBuffer::CompressBuffer(const ByteBuffer& original) {
   const unsigned long size = static_cast<unsigned long>(original.size());
-  checkOriginalSizeToCompress(size, "compressBuffer");
+  checkOriginalSizeToCompress(size, "compressBuffer", "ZlibCompressedBuffer::CompressBuffer");
   const int level = GetCompressionLevel();
   ByteBuffer result;
   if (size != 0) {
@@ -304,7 +305,8 @@ void ZlibCompressedBuffer::UncompressStream(const unsigned char* compressed, uns
   // meant; existing log readers match the text as it is.
   constexpr const char* kInflateFailedMessage =
       "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from deflate()!";
-  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressBuffer");
+  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressBuffer",
+                                "ZlibCompressedBuffer::UncompressBuffer");
   if (compressedSize == 0) {
     out.clear();
     return;
