@@ -88,6 +88,11 @@ struct LocalTime {
   int dayOfWeek;  // 0 = Sunday
 };
 HDU_API LocalTime localTimeNow() noexcept;
+// Seconds since 1970-01-01 00:00:00 UTC.
+HDU_API std::int64_t utcSecondsNow() noexcept;
+// The machine's current offset of local time from UTC in seconds (east
+// positive), daylight saving included when it is in force now.
+HDU_API std::int64_t currentUtcOffsetSeconds() noexcept;
 
 // ---- the library's own image --------------------------------------------------
 // A handle to the library's own module (HMODULE on Windows; the dladdr base

@@ -193,6 +193,17 @@ LocalTime localTimeNow() noexcept {
           parts.tm_wday};
 }
 
+std::int64_t utcSecondsNow() noexcept {
+  return static_cast<std::int64_t>(::time(nullptr));
+}
+
+std::int64_t currentUtcOffsetSeconds() noexcept {
+  const time_t now = ::time(nullptr);
+  tm parts{};
+  ::localtime_r(&now, &parts);
+  return static_cast<std::int64_t>(parts.tm_gmtoff);
+}
+
 void* ownModuleHandle() noexcept {
   Dl_info info{};
   if (::dladdr(reinterpret_cast<void*>(&ownModuleHandle), &info) == 0) {

@@ -211,6 +211,30 @@ LocalTime localTimeNow() noexcept {
   return {now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, now.wDayOfWeek};
 }
 
+std::int64_t utcSecondsNow() noexcept {
+  FILETIME now;
+  ::GetSystemTimeAsFileTime(&now);
+  const std::uint64_t ticks = (static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
+  // FILETIME counts 100 ns since 1601-01-01.
+  return static_cast<std::int64_t>(ticks / 10000000ULL) - 11644473600LL;
+}
+
+std::int64_t currentUtcOffsetSeconds() noexcept {
+  LastErrorPreserver preserve;
+  TIME_ZONE_INFORMATION zone;
+  const DWORD mode = ::GetTimeZoneInformation(&zone);
+  if (mode == TIME_ZONE_ID_INVALID) {
+    return 0;
+  }
+  long bias = zone.Bias;
+  if (mode == TIME_ZONE_ID_DAYLIGHT) {
+    bias += zone.DaylightBias;
+  } else if (mode == TIME_ZONE_ID_STANDARD) {
+    bias += zone.StandardBias;
+  }
+  return -static_cast<std::int64_t>(bias) * 60;  // Bias is UTC minus local, in minutes
+}
+
 void* ownModuleHandle() noexcept {
   LastErrorPreserver preserve;
   HMODULE module = nullptr;

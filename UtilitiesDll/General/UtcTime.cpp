@@ -1,0 +1,82 @@
+#include "General/UtcTime.h"
+
+#include "LowLevelFacilities/Formatter.h"
+#include "LowLevelFacilities/PlatformFacilities.h"
+
+#include <cstdio>
+
+namespace {
+
+// Days since 1970-01-01 of a proleptic Gregorian date, and back (the
+// era-based algorithms, exact for every 64-bit day count in use).
+std::int64_t daysFromCivil(std::int64_t year, unsigned month, unsigned day) {
+  year -= month <= 2 ? 1 : 0;
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const auto yearOfEra = static_cast<unsigned>(year - era * 400);
+  const unsigned dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146097 + static_cast<std::int64_t>(dayOfEra) - 719468;
+}
+
+void civilFromDays(std::int64_t days, int& year, int& month, int& day) {
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
+  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const unsigned monthIndex = (5 * dayOfYear + 2) / 153;
+  day = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
+  month = static_cast<int>(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
+  year = static_cast<int>(static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0));
+}
+
+std::int64_t floorDivide(std::int64_t a, std::int64_t b) {
+  return a / b - ((a % b != 0 && (a < 0) != (b < 0)) ? 1 : 0);
+}
+
+}  // namespace
+
+UtcTime::UtcTime(int year, int month, int day, int hour, int minute, int second) noexcept
+    : m_seconds(daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 + hour * 3600 +
+                minute * 60 + second) {}
+
+UtcTime UtcTime::Now() noexcept {
+  return UtcTime(PlatformFacilities::utcSecondsNow());
+}
+
+void UtcTime::GetDateTime(int& year, int& month, int& day, int& hour, int& minute, int& second) const noexcept {
+  const std::int64_t days = floorDivide(m_seconds, 86400);
+  const std::int64_t secondsOfDay = m_seconds - days * 86400;
+  civilFromDays(days, year, month, day);
+  hour = static_cast<int>(secondsOfDay / 3600);
+  minute = static_cast<int>(secondsOfDay / 60 % 60);
+  second = static_cast<int>(secondsOfDay % 60);
+}
+
+std::string UtcTime::GetIso8601String() const {
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  GetDateTime(year, month, day, hour, minute, second);
+  return InternalHaldenCP::formatToStdString("%04d-%02d-%02dT%02d:%02d:%02dZ", year, month, day, hour, minute, second);
+}
+
+bool UtcTime::SetFromIso8601String(const std::string& text) {
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  char zone = 0;
+  int consumed = 0;
+  if (std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%d%c%n", &year, &month, &day, &hour, &minute, &second, &zone,
+                  &consumed) != 7 ||
+      zone != 'Z' || static_cast<std::size_t>(consumed) != text.size() || month < 1 || month > 12 || day < 1 ||
+      day > 31 || hour > 23 || minute > 59 || second > 60 || hour < 0 || minute < 0 || second < 0) {
+    return false;
+  }
+  *this = UtcTime(year, month, day, hour, minute, second);
+  return true;
+}
+
+std::int64_t UtcTime::ToTime64() const noexcept {
+  return ToTime64WithOffset(PlatformFacilities::currentUtcOffsetSeconds());
+}
+
+UtcTime UtcTime::FromTime64(std::int64_t time64) noexcept {
+  return FromTime64WithOffset(time64, PlatformFacilities::currentUtcOffsetSeconds());
+}

@@ -1,0 +1,51 @@
+#include "General/Dimension.h"
+#include "General/Number.h"
+#include "General/UtcTime.h"
+
+#include <gtest/gtest.h>
+
+TEST(Number, RoundingAddsJustUnderOneHalfThenTruncates) {
+  EXPECT_EQ(Number::RoundToInt32(2.5), 2);
+  EXPECT_EQ(Number::RoundToInt32(2.500001), 3);
+  EXPECT_EQ(Number::RoundToInt32(2.4), 2);
+  EXPECT_EQ(Number::RoundToInt32(0.0), 0);
+  EXPECT_EQ(Number::RoundToInt32(-1.2), 0);
+  EXPECT_EQ(Number::RoundToInt32(-1.6), -1);
+  EXPECT_EQ(Number::RoundToInt32(1e12), 2147483647);
+  EXPECT_EQ(Number::RoundToInt32(-1e12), -2147483647 - 1);
+}
+
+TEST(Dimension, StoredInMicronsAndComparedAsLengths) {
+  const Dimension letterWidth(8.5, DIMENSION_UNIT_INCHES);
+  EXPECT_EQ(letterWidth.GetStorageValue(), 215900);
+  EXPECT_DOUBLE_EQ(letterWidth.GetValueIn(DIMENSION_UNIT_MILLIMETERS), 215.9);
+  EXPECT_EQ(Dimension(1.0, DIMENSION_UNIT_POINTS).GetStorageValue(), 353);  // 352.777...
+  EXPECT_EQ(Dimension(2100, DIMENSION_UNIT_TENTHS_OF_MILLIMETERS).GetStorageValue(), 210000);
+  EXPECT_EQ(Dimension(1, DIMENSION_UNIT_THOUSANDTHS_OF_INCH).GetStorageValue(), 25);  // 25.4
+  EXPECT_EQ(Dimension::FromStorageValue(215900), letterWidth);
+  EXPECT_TRUE(Dimension(1, DIMENSION_UNIT_MILLIMETERS) < Dimension(1, DIMENSION_UNIT_CENTIMETERS));
+  EXPECT_EQ(Dimension(3, static_cast<DimensionUnitEnum>(42)).GetUnit(), DIMENSION_UNIT_MICRONS);
+  EXPECT_EQ(letterWidth.GetDisplayString(), "8.5 in");
+}
+
+TEST(UtcTime, CalendarConversionAndTime64Offset) {
+  const UtcTime t(2026, 11, 21, 4, 40, 33);
+  EXPECT_EQ(t.GetSecondsSinceEpoch(), 1795236033);
+  EXPECT_EQ(t.GetIso8601String(), "2026-11-21T04:40:33Z");
+  EXPECT_EQ(UtcTime(0).GetIso8601String(), "1970-01-01T00:00:00Z");
+  EXPECT_EQ(UtcTime(-1).GetIso8601String(), "1969-12-31T23:59:59Z");
+  EXPECT_EQ(UtcTime(2000, 2, 29, 12, 0, 0).GetIso8601String(), "2000-02-29T12:00:00Z");
+
+  UtcTime parsed;
+  EXPECT_TRUE(parsed.SetFromIso8601String("2026-11-21T04:40:33Z"));
+  EXPECT_EQ(parsed, t);
+  EXPECT_FALSE(parsed.SetFromIso8601String("2026-13-01T00:00:00Z"));
+  EXPECT_FALSE(parsed.SetFromIso8601String("2026-11-21 04:40:33"));
+  EXPECT_EQ(parsed, t);
+
+  // One hour east of UTC: the stored value is local time.
+  EXPECT_EQ(t.ToTime64WithOffset(3600), 1795236033 + 3600);
+  EXPECT_EQ(UtcTime::FromTime64WithOffset(1795236033 + 3600, 3600), t);
+  EXPECT_EQ(UtcTime::FromTime64(t.ToTime64()), t);
+  EXPECT_GT(UtcTime::Now().GetSecondsSinceEpoch(), 1700000000);
+}
