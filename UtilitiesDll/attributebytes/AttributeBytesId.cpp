@@ -1,6 +1,7 @@
 #include "attributebytes/AttributeBytesId.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/Formatter.h"
 #include "attributebytes/AttributeBytesWire.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
@@ -8,6 +9,8 @@
 #include <tuple>
 
 namespace {
+
+using InternalHaldenCP::formatToStdString;
 
 constexpr const char* kSourceFile = "UtilitiesDll\\attributebytes\\AttributeBytesId";
 
@@ -27,10 +30,6 @@ inline bool typeLess(const AttributeBytesId& a, const AttributeBytesId& b) noexc
   return a.GetAttributeBytesIdType() < b.GetAttributeBytesIdType();
 }
 
-std::string quoted(const CXString& text) {
-  return "'" + text.toUtf8() + "'";
-}
-
 }  // namespace
 
 // ---- AttributeBytesId ---------------------------------------------------------------
@@ -39,7 +38,7 @@ AttributeBytesId::~AttributeBytesId() = default;
 
 void AttributeBytesId::AttributeBytesDump(const DumpArgs& dumpArgs,
                                           const IAttributeBytesDebugDisplayHelper& helper) const {
-  dumpArgs.writeLine(std::string(GetTypeDebugDisplayString()) + " " + GetDebugDisplayString(helper));
+  dumpArgs.writeLine(formatToStdString("%s %s", GetTypeDebugDisplayString(), GetDebugDisplayString(helper)));
 }
 
 ByteBuffer AttributeBytesId::GetIdentifierState() const {
@@ -150,7 +149,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesFeatureId::Clone() const {
   return std::make_unique<AttributeBytesFeatureId>(*this);
 }
 std::string AttributeBytesFeatureId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper& helper) const {
-  return "Feature(" + helper.GetFeatureIdDisplayString(GetFeatureId()) + ")";
+  return formatToStdString("Feature(%s)", helper.GetFeatureIdDisplayString(GetFeatureId()));
 }
 
 AttributeBytesValueId::AttributeBytesValueId(long valueId) noexcept : AttributeBytesNumericId(valueId) {}
@@ -159,7 +158,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesValueId::Clone() const {
   return std::make_unique<AttributeBytesValueId>(*this);
 }
 std::string AttributeBytesValueId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper& helper) const {
-  return "Value(" + helper.GetValueIdDisplayString(GetValueId()) + ")";
+  return formatToStdString("Value(%s)", helper.GetValueIdDisplayString(GetValueId()));
 }
 
 AttributeBytesListOfValuesItemId::AttributeBytesListOfValuesItemId(long indexValue) noexcept
@@ -169,7 +168,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesListOfValuesItemId::Clone() cons
   return std::make_unique<AttributeBytesListOfValuesItemId>(*this);
 }
 std::string AttributeBytesListOfValuesItemId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper&) const {
-  return "ListItem(" + std::to_string(GetIndexValue()) + ")";
+  return formatToStdString("ListItem(%ld)", GetIndexValue());
 }
 
 AttributeBytesNameSpacesId::AttributeBytesNameSpacesId(long nameSpaceId) noexcept
@@ -179,7 +178,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesNameSpacesId::Clone() const {
   return std::make_unique<AttributeBytesNameSpacesId>(*this);
 }
 std::string AttributeBytesNameSpacesId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper& helper) const {
-  return "NameSpace(" + helper.GetNameSpaceIdDisplayString(GetNameSpaceId()) + ")";
+  return formatToStdString("NameSpace(%s)", helper.GetNameSpaceIdDisplayString(GetNameSpaceId()));
 }
 
 // ---- name ids -----------------------------------------------------------------------
@@ -220,7 +219,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesNewFeatureId::Clone() const {
   return std::make_unique<AttributeBytesNewFeatureId>(*this);
 }
 std::string AttributeBytesNewFeatureId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper&) const {
-  return "NewFeature(" + quoted(GetFeatureName()) + ")";
+  return formatToStdString("NewFeature('%s')", GetFeatureName().toUtf8());
 }
 
 AttributeBytesNewValueId::AttributeBytesNewValueId() noexcept : AttributeBytesNamedId(CXString()) {}
@@ -230,7 +229,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesNewValueId::Clone() const {
   return std::make_unique<AttributeBytesNewValueId>(*this);
 }
 std::string AttributeBytesNewValueId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper&) const {
-  return "NewValue(" + quoted(GetValueName()) + ")";
+  return formatToStdString("NewValue('%s')", GetValueName().toUtf8());
 }
 
 // ---- capabilities -------------------------------------------------------------------
@@ -277,8 +276,8 @@ void AttributeBytesCapabilityId::WalkBufferToSetIdentifier(const unsigned char*&
 }
 
 std::string AttributeBytesCapabilityId::GetDebugDisplayString(const IAttributeBytesDebugDisplayHelper& helper) const {
-  return "Capability(" + helper.GetCapabilityTypeDisplayString(m_capabilityType) + ", Feature(" +
-         helper.GetFeatureIdDisplayString(m_featureId) + "))";
+  return formatToStdString("Capability(%s, Feature(%s))", helper.GetCapabilityTypeDisplayString(m_capabilityType),
+                           helper.GetFeatureIdDisplayString(m_featureId));
 }
 
 AttributeBytesNewCapabilityId::AttributeBytesNewCapabilityId(const CXString& newFeatureId, short capabilityType)
@@ -327,6 +326,6 @@ void AttributeBytesNewCapabilityId::WalkBufferToSetIdentifier(const unsigned cha
 
 std::string AttributeBytesNewCapabilityId::GetDebugDisplayString(
     const IAttributeBytesDebugDisplayHelper& helper) const {
-  return "NewCapability(" + helper.GetCapabilityTypeDisplayString(m_capabilityType) + ", NewFeature(" +
-         quoted(m_newFeatureId) + "))";
+  return formatToStdString("NewCapability(%s, NewFeature('%s'))",
+                           helper.GetCapabilityTypeDisplayString(m_capabilityType), m_newFeatureId.toUtf8());
 }
