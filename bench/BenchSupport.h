@@ -100,19 +100,21 @@ inline int runAll(int argc, char** argv) {
 
 }  // namespace hdbench
 
-// The program's allocation functions: count, then allocate as usual.
-void* operator new(std::size_t size) {
+// The program's allocation functions: count, then allocate as usual. They are
+// kept out of line: once inlined into a caller, g++ 12 pairs malloc() or free()
+// with the other side's operator call and reports a mismatch.
+__attribute__((noinline)) void* operator new(std::size_t size) {
   hdbench::allocationCount().fetch_add(1, std::memory_order_relaxed);
   if (void* p = std::malloc(size == 0 ? 1 : size)) {
     return p;
   }
   throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+__attribute__((noinline)) void* operator new[](std::size_t size) { return operator new(size); }
+__attribute__((noinline)) void operator delete(void* p) noexcept { std::free(p); }
+__attribute__((noinline)) void operator delete[](void* p) noexcept { std::free(p); }
+__attribute__((noinline)) void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+__attribute__((noinline)) void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
 #define HDU_BENCHMARK_MAIN() \
   int main(int argc, char** argv) { return hdbench::runAll(argc, argv); }

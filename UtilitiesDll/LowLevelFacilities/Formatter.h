@@ -47,6 +47,13 @@ enum class FormatArgumentKind : std::uint8_t {
   Utf32Text,
 };
 
+// A view of text (a named type: an anonymous struct inside the anonymous
+// union below would be a compiler extension).
+struct FormatTextView {
+  const void* data;
+  std::size_t length;  // in code units
+};
+
 struct FormatArgument {
   FormatArgumentKind kind;
   std::uint8_t byteSize;  // of the original integer type
@@ -55,10 +62,7 @@ struct FormatArgument {
     unsigned long long unsignedValue;
     double floatingValue;
     const void* pointerValue;
-    struct {
-      const void* data;
-      std::size_t length;  // in code units
-    } text;
+    FormatTextView text;
   };
 };
 
