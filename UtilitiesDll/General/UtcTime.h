@@ -33,9 +33,15 @@ class HDU_API UtcTime {
   // The record formats' 64-bit time value (see above).
   std::int64_t ToTime64() const noexcept;
   static UtcTime FromTime64(std::int64_t time64) noexcept;
-  std::int64_t ToTime64WithOffset(std::int64_t utcOffsetSeconds) const noexcept { return m_seconds + utcOffsetSeconds; }
+  // Both wrap around at the ends of the 64-bit range (stored values come from
+  // untrusted bytes), so that writing undoes reading for every value.
+  std::int64_t ToTime64WithOffset(std::int64_t utcOffsetSeconds) const noexcept {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(m_seconds) +
+                                     static_cast<std::uint64_t>(utcOffsetSeconds));
+  }
   static UtcTime FromTime64WithOffset(std::int64_t time64, std::int64_t utcOffsetSeconds) noexcept {
-    return UtcTime(time64 - utcOffsetSeconds);
+    return UtcTime(
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(time64) - static_cast<std::uint64_t>(utcOffsetSeconds)));
   }
 
   friend bool operator==(const UtcTime& a, const UtcTime& b) noexcept { return a.m_seconds == b.m_seconds; }

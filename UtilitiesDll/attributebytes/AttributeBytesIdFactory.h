@@ -1,0 +1,16 @@
+#pragma once
+// AttributeBytesIdFactory: creates the id class for a wire tag.
+
+#include "attributebytes/AttributeBytesId.h"
+#include "hdUtilitiesExport.h"
+
+#include <memory>
+
+class HDU_API AttributeBytesIdFactory {
+ public:
+  // A new, default-constructed id of the class for `type` (tags 2 to 9).
+  // Any other tag, 1 ("ABIDE_UNSPECIFIED") included, throws
+  // CPExceptionUnhandledSyntax: "Unhandled AttributeBytesId type, <debug
+  // name> (<tag>/0x<tag in hex>)."
+  static std::unique_ptr<AttributeBytesId> CreateAttributeBytesId(AttributeBytesIdEnum type);
+};

@@ -1,0 +1,320 @@
+#include "attributebytes/AttributeBytesIndexedList.h"
+
+#include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/Formatter.h"
+#include "attributebytes/AttributeBytes.h"
+#include "attributebytes/AttributeBytesRawList.h"
+#include "attributebytes/AttributeBytesReader.h"
+#include "attributebytes/AttributeBytesWire.h"
+#include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
+
+namespace {
+
+constexpr const char* kSourceFile = "UtilitiesDll\\attributebytes\\AttributeBytesIndexedList";
+
+AttributeBytesIndexedMap cloneMap(const AttributeBytesIndexedMap& source) {
+  AttributeBytesIndexedMap copy;
+  for (const auto& [id, record] : source) {
+    copy.emplace_hint(copy.end(), id->Clone(), MakeAttributeBytesSharedPtr(*record));
+  }
+  return copy;
+}
+
+}  // namespace
+
+// ---- iterator -----------------------------------------------------------------------
+
+AttributeBytesIndexedListIterator::~AttributeBytesIndexedListIterator() = default;
+
+std::unique_ptr<AttributeBytesListIterator> AttributeBytesIndexedListIterator::Clone() const {
+  return std::make_unique<AttributeBytesIndexedListIterator>(*this);
+}
+
+// ---- construction -------------------------------------------------------------------
+
+AttributeBytesIndexedList::AttributeBytesIndexedList() noexcept : m_stamp(NewListStamp()) {}
+
+AttributeBytesIndexedList::AttributeBytesIndexedList(const ByteBuffer& state) : m_stamp(NewListStamp()) {
+  ImportAttributeBytesIndexedListState(state);
+}
+
+AttributeBytesIndexedList::AttributeBytesIndexedList(const AttributeBytesIndexedList& other)
+    : AttributeBytesList(other), m_map(cloneMap(other.m_map)), m_stamp(NewListStamp()) {}
+
+AttributeBytesIndexedList::AttributeBytesIndexedList(AttributeBytesIndexedList&& other) noexcept
+    : m_map(std::move(other.m_map)), m_stamp(NewListStamp()) {
+  other.m_map.clear();
+  other.m_stamp = NewListStamp();
+}
+
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(const AttributeBytesIndexedList& other) {
+  if (this != &other) {
+    AttributeBytesIndexedMap copy = cloneMap(other.m_map);
+    m_map.swap(copy);
+    m_stamp = NewListStamp();
+  }
+  return *this;
+}
+
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(AttributeBytesIndexedList&& other) noexcept {
+  if (this != &other) {
+    m_map = std::move(other.m_map);
+    other.m_map.clear();
+    m_stamp = NewListStamp();
+    other.m_stamp = NewListStamp();
+  }
+  return *this;
+}
+
+AttributeBytesIndexedList::~AttributeBytesIndexedList() = default;
+
+void AttributeBytesIndexedList::swap(AttributeBytesIndexedList& other) noexcept {
+  m_map.swap(other.m_map);
+  m_stamp = NewListStamp();
+  other.m_stamp = NewListStamp();
+}
+
+// ---- adding and removing ------------------------------------------------------------
+
+void AttributeBytesIndexedList::InsertNew(const AttributeBytesSharedPtr& attributeBytes) {
+  const AttributeBytesId& id = attributeBytes->GetAttributeBytesId();
+  const auto position = m_map.lower_bound(id);
+  if (position != m_map.end() && !id.LessThan(*position->first)) {
+    HDU_THROW(CPExceptionDuplicateAttributeId,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::AddAttributeBytes"),
+              "An entry already exists in the list for=%s! Insertion failed!\r\n", id.GetDebugDisplayString());
+  }
+  m_map.emplace_hint(position, id.Clone(), attributeBytes);
+}
+
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& attributeBytes) {
+  InsertNew(MakeAttributeBytesSharedPtr(attributeBytes));
+}
+
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesSharedPtr& attributeBytes) {
+  if (!attributeBytes) {
+    HDU_THROW(CPExceptionInvalidArgumentNullPointer,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::AddAttributeBytes"),
+              "The AttributeBytes to add is a null pointer.");
+  }
+  InsertNew(attributeBytes);
+}
+
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytes& attributeBytes) {
+  SetAttributeBytes(MakeAttributeBytesSharedPtr(attributeBytes));
+}
+
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesSharedPtr& attributeBytes) {
+  if (!attributeBytes) {
+    HDU_THROW(CPExceptionInvalidArgumentNullPointer,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::SetAttributeBytes"),
+              "The AttributeBytes to set is a null pointer.");
+  }
+  const AttributeBytesId& id = attributeBytes->GetAttributeBytesId();
+  const auto position = m_map.lower_bound(id);
+  if (position != m_map.end() && !id.LessThan(*position->first)) {
+    position->second = attributeBytes;
+  } else {
+    m_map.emplace_hint(position, id.Clone(), attributeBytes);
+  }
+}
+
+bool AttributeBytesIndexedList::RemoveAttributeBytes(const AttributeBytesId& id) {
+  const auto position = m_map.find(id);
+  if (position == m_map.end()) {
+    return false;
+  }
+  m_map.erase(position);
+  m_stamp = NewListStamp();
+  return true;
+}
+
+// ---- look-ups -----------------------------------------------------------------------
+
+const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const AttributeBytesId& id) const {
+  const auto position = m_map.find(id);
+  if (position == m_map.end()) {
+    HDU_THROW(CPExceptionFeatureNotFound,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::GetAttributeBytesRef"),
+              "Request for a non-existent attribute (%s)! Consider using the 'xxxPtr' method, instead, and check the "
+              "return code.",
+              id.GetDebugDisplayString());
+  }
+  return *position->second;
+}
+
+const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) const {
+  const auto position = m_map.find(id);
+  return position == m_map.end() ? nullptr : position->second.get();
+}
+
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetAttributeBytesSharedPtr(const AttributeBytesId& id) const {
+  const auto position = m_map.find(id);
+  return position == m_map.end() ? AttributeBytesSharedPtr() : position->second;
+}
+
+const AttributeBytesValue* AttributeBytesIndexedList::GetAttributeBytesValuePtr(const AttributeBytesId& id) const {
+  const AttributeBytes* record = GetAttributeBytesPtr(id);
+  return record == nullptr ? nullptr : &record->GetAttributeBytesValue();
+}
+
+bool AttributeBytesIndexedList::ContainsAttributeBytes(const AttributeBytesId& id) const {
+  return m_map.find(id) != m_map.end();
+}
+
+// ---- walking ------------------------------------------------------------------------
+
+std::unique_ptr<AttributeBytesListIterator> AttributeBytesIndexedList::CreateIterator() const {
+  return std::make_unique<AttributeBytesIndexedListIterator>(GetIndexedListIterator());
+}
+
+AttributeBytesIndexedListIterator AttributeBytesIndexedList::GetIndexedListIterator() const noexcept {
+  return AttributeBytesIndexedListIterator(m_stamp, m_map.begin());
+}
+
+AttributeBytesIndexedListIterator& AttributeBytesIndexedList::CheckIterator(AttributeBytesListIterator& iterator,
+                                                                            const char* functionLabel) const {
+  if (iterator.GetListIteratorKind() != ABLIK_INDEXEDLIST) {
+    HDU_THROW(CPExceptionAttributeValueTypeMismatch, HDU_DEBUG_CONTEXT_IN(kSourceFile, functionLabel),
+              "Incoming AttributeBytesListIterator is the wrong type for this class!");
+  }
+  auto& indexedIterator = static_cast<AttributeBytesIndexedListIterator&>(iterator);
+  CheckIndexedListIterator(indexedIterator, functionLabel);
+  return indexedIterator;
+}
+
+void AttributeBytesIndexedList::CheckIndexedListIterator(const AttributeBytesIndexedListIterator& iterator,
+                                                         const char* functionLabel) const {
+  if (iterator.GetListStamp() != m_stamp) {
+    HDU_THROW(CPExceptionIndexOutOfBounds, HDU_DEBUG_CONTEXT_IN(kSourceFile, functionLabel),
+              "Invalid iterator supplied!");
+  }
+}
+
+std::unique_ptr<AttributeBytes> AttributeBytesIndexedList::GetNextAttributeBytes(
+    AttributeBytesListIterator& iterator) const {
+  AttributeBytesIndexedListIterator& indexedIterator =
+      CheckIterator(iterator, "AttributeBytesIndexedList::GetNextAttributeBytes");
+  if (indexedIterator.m_position == m_map.end()) {
+    return nullptr;
+  }
+  auto record = std::make_unique<AttributeBytes>(*indexedIterator.m_position->second);
+  ++indexedIterator.m_position;
+  return record;
+}
+
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesSharedPtr(
+    AttributeBytesListIterator& iterator) const {
+  AttributeBytesIndexedListIterator& indexedIterator =
+      CheckIterator(iterator, "AttributeBytesIndexedList::GetNextAttributeBytesSharedPtr");
+  if (indexedIterator.m_position == m_map.end()) {
+    return AttributeBytesSharedPtr();
+  }
+  return (indexedIterator.m_position++)->second;
+}
+
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesFromIndexedListIterator(
+    AttributeBytesIndexedListIterator& iterator) const {
+  CheckIndexedListIterator(iterator, "AttributeBytesIndexedList::GetNextAttributeBytesFromIndexedListIterator");
+  if (iterator.m_position == m_map.end()) {
+    return AttributeBytesSharedPtr();
+  }
+  return (iterator.m_position++)->second;
+}
+
+const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator(
+    const AttributeBytesIndexedListIterator& iterator) const {
+  CheckIndexedListIterator(iterator, "AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator");
+  if (iterator.m_position == m_map.end()) {
+    HDU_THROW(
+        CPExceptionIteratorOutOfBounds,
+        HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator"),
+        "The iterator is at the end of the list; there is no record to return.");
+  }
+  return *iterator.m_position->second;
+}
+
+// ---- state --------------------------------------------------------------------------
+
+ByteBuffer AttributeBytesIndexedList::GetAttributeBytesIndexedListState() const {
+  ByteBuffer state;
+  AppendAttributeBytesIndexedListState(state);
+  return state;
+}
+
+void AttributeBytesIndexedList::GetAttributeBytesIndexedListState(ByteBuffer& out) const {
+  ByteBuffer state;
+  AppendAttributeBytesIndexedListState(state);
+  out.swap(state);
+}
+
+void AttributeBytesIndexedList::AppendAttributeBytesIndexedListState(ByteBuffer& out) const {
+  AttributeBytesWire::appendUInt32(out, AttributeBytesWire::kIndexedListSignature);
+  AttributeBytesWire::appendUInt32(out, AttributeBytesWire::kRawListSignature);
+  AppendRecordBytes(out);
+}
+
+void AttributeBytesIndexedList::AppendRecordBytes(ByteBuffer& out) const {
+  for (const auto& entry : m_map) {
+    entry.second->AppendAttributeBytesState(out);
+  }
+}
+
+void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteBuffer& state) {
+  ImportAttributeBytesIndexedListState(state.empty() ? nullptr : state.data(),
+                                       AttributeBytesWire::remainingCountOf(state.size()));
+}
+
+void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const unsigned char* state, unsigned int length) {
+  const unsigned char* cursor = state;
+  unsigned int remaining = state == nullptr ? 0 : length;
+  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  if (signature != AttributeBytesWire::kIndexedListSignature) {
+    HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),
+              "Import request ignored. This expected signature is missing or doesn't match.");
+  }
+  AttributeBytesRawList rawList;
+  rawList.ImportAttributeBytesRawListState(cursor, remaining);
+  ImportFromRawList(rawList);
+}
+
+void AttributeBytesIndexedList::ImportFromRawList(const AttributeBytesRawList& rawList) {
+  AttributeBytesIndexedList imported;
+  AttributeBytesReader reader(rawList.GetRecordBytes());
+  while (AttributeBytesSharedPtr record = reader.ReadNextAttributeBytesSharedPtr()) {
+    imported.InsertNew(record);
+  }
+  m_map.swap(imported.m_map);
+  m_stamp = NewListStamp();
+}
+
+void AttributeBytesIndexedList::Clear() {
+  m_map.clear();
+  m_stamp = NewListStamp();
+}
+
+bool AttributeBytesIndexedList::IsEqual(const AttributeBytesIndexedList& other) const {
+  if (m_map.size() != other.m_map.size()) {
+    return false;
+  }
+  for (auto mine = m_map.begin(), theirs = other.m_map.begin(); mine != m_map.end(); ++mine, ++theirs) {
+    if (!mine->first->IsEqual(*theirs->first) || !mine->second->IsEqual(*theirs->second)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void AttributeBytesIndexedList::AttributeBytesDump(const DumpArgs& dumpArgs,
+                                                   const IAttributeBytesDebugDisplayHelper& helper) const {
+  if (dumpArgs.sink() == nullptr) {
+    return;
+  }
+  dumpArgs.writeLine(InternalHaldenCP::formatToStdString("AttributeBytesIndexedList: %lu records",
+                                                         static_cast<unsigned long long>(m_map.size())));
+  const DumpArgs nested = dumpArgs.nested();
+  for (const auto& entry : m_map) {
+    entry.second->AttributeBytesDump(nested, helper);
+  }
+}

@@ -1,0 +1,58 @@
+#include "attributebytes/AttributeBytesReader.h"
+
+#include "attributebytes/AttributeBytes.h"
+#include "attributebytes/AttributeBytesWire.h"
+
+AttributeBytesReader::AttributeBytesReader(const ByteBuffer& records) noexcept
+    : m_records(records.empty() ? nullptr : records.data()),
+      m_length(AttributeBytesWire::remainingCountOf(records.size())) {}
+
+AttributeBytesReader::AttributeBytesReader(const unsigned char* records, unsigned int length) noexcept
+    : m_records(records), m_length(records == nullptr ? 0 : length) {}
+
+void AttributeBytesReader::SetOffset(unsigned int offset) noexcept {
+  m_offset = offset < m_length ? offset : m_length;
+}
+
+template <class Parse>
+bool AttributeBytesReader::ReadNext(Parse parse) {
+  if (IsAtEnd()) {
+    return false;
+  }
+  const unsigned char* cursor = m_records + m_offset;
+  unsigned int remaining = m_length - m_offset;
+  parse(cursor, remaining);  // moves nothing when it throws
+  const unsigned int size = (m_length - m_offset) - remaining;
+  m_lastRecordOffset = m_offset;
+  m_lastRecordSize = size;
+  m_offset += size;
+  return true;
+}
+
+std::unique_ptr<AttributeBytes> AttributeBytesReader::ReadNextAttributeBytes() {
+  std::unique_ptr<AttributeBytes> record;
+  ReadNext([&record](const unsigned char*& cursor, unsigned int& remaining) {
+    record = AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining);
+  });
+  return record;
+}
+
+AttributeBytesSharedPtr AttributeBytesReader::ReadNextAttributeBytesSharedPtr() {
+  AttributeBytesSharedPtr record;
+  ReadNext([&record](const unsigned char*& cursor, unsigned int& remaining) {
+    record = AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(cursor, remaining);
+  });
+  return record;
+}
+
+bool AttributeBytesReader::ReadNextAttributeBytes(AttributeBytes& out) {
+  return ReadNext([&out](const unsigned char*& cursor, unsigned int& remaining) {
+    out.WalkBufferToSetAttributeBytes(cursor, remaining);
+  });
+}
+
+bool AttributeBytesReader::SkipNextAttributeBytes() {
+  return ReadNext([](const unsigned char*& cursor, unsigned int& remaining) {
+    AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining);
+  });
+}

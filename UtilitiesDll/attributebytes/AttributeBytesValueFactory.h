@@ -1,0 +1,23 @@
+#pragma once
+// AttributeBytesValueFactory: creates the value class for a wire tag.
+
+#include "attributebytes/AttributeBytesValue.h"
+#include "hdUtilitiesExport.h"
+
+#include <memory>
+
+class IAttributeBytesDebugDisplayHelper;
+
+class HDU_API AttributeBytesValueFactory {
+ public:
+  // A new, default-constructed (not specified) value of the class for `type`
+  // (tags 2 to 12). Any other tag, 1 ("ABVTE_UNSPECIFIED") included, throws
+  // CPExceptionUnhandledSyntax: "Unhandled AttributeBytesValue syntax, <debug
+  // name> (<tag>/0x<tag in hex>)." The values created here keep no reference
+  // to the helper; it is taken so that callers with their own naming helper
+  // can pass it along unchanged.
+  static std::unique_ptr<AttributeBytesValue> CreateAttributeBytesValue(
+      AttributeBytesValueEnum type, const IAttributeBytesDebugDisplayHelper& helper);
+  // The same with the library's plain helper.
+  static std::unique_ptr<AttributeBytesValue> CreateAttributeBytesValue(AttributeBytesValueEnum type);
+};
