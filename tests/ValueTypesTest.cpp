@@ -23,6 +23,11 @@ TEST(Dimension, StoredInMicronsAndComparedAsLengths) {
   EXPECT_EQ(Dimension(2100, DIMENSION_UNIT_TENTHS_OF_MILLIMETERS).GetStorageValue(), 210000);
   EXPECT_EQ(Dimension(1, DIMENSION_UNIT_THOUSANDTHS_OF_INCH).GetStorageValue(), 25);  // 25.4
   EXPECT_EQ(Dimension::FromStorageValue(215900), letterWidth);
+  // Stored values survive being read and written again, negative ones too.
+  for (const std::int32_t microns : {-5, -1, 0, 7, -2147483647 - 1, 2147483647}) {
+    EXPECT_EQ(Dimension::FromStorageValue(microns).GetStorageValue(), microns);
+  }
+  EXPECT_EQ(Dimension(-1.6, DIMENSION_UNIT_MICRONS).GetStorageValue(), -1);
   EXPECT_TRUE(Dimension(1, DIMENSION_UNIT_MILLIMETERS) < Dimension(1, DIMENSION_UNIT_CENTIMETERS));
   EXPECT_EQ(Dimension(3, static_cast<DimensionUnitEnum>(42)).GetUnit(), DIMENSION_UNIT_MICRONS);
   EXPECT_EQ(letterWidth.GetDisplayString(), "8.5 in");

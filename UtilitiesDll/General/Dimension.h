@@ -6,8 +6,9 @@
 //   5 tenths of a millimetre (the device-mode paper unit),
 //   6 thousandths of an inch, 7 hundredths of a millimetre,
 //   8 microns (thousandths of a millimetre): the unit in which dimensions are
-//     stored in attribute bytes, as a 32-bit integer made with
-//     Number::RoundToInt32 (enough for +-2,147 metres).
+//     stored in attribute bytes, as a 32-bit integer (enough for +-2,147
+//     metres). A whole number of microns is stored as it is; any other length
+//     is rounded with Number::RoundToInt32.
 // Two dimensions are equal when they are the same length, whatever their units
 // (compared in microns).
 
@@ -37,7 +38,8 @@ class HDU_API Dimension {
   double GetValue() const noexcept { return m_value; }
   DimensionUnitEnum GetUnit() const noexcept { return m_unit; }
   double GetValueIn(DimensionUnitEnum unit) const noexcept;
-  // The stored form: microns rounded with Number::RoundToInt32.
+  // The stored form: whole microns as they are, others rounded with
+  // Number::RoundToInt32.
   std::int32_t GetStorageValue() const noexcept;
   static Dimension FromStorageValue(std::int32_t microns) noexcept;
 
