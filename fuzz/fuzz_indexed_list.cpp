@@ -24,7 +24,7 @@ void fuzzState(const ByteBuffer& state) {
     list.ImportAttributeBytesIndexedListState(state);
   } catch (const CPException&) {
     require(list.GetAttributeBytesIndexedListState() == before);
-    require(list.GetNextAttributeBytesFromIndexedListIterator(iterator) != nullptr);
+    require(static_cast<bool>(list.GetNextAttributeBytesFromIndexedListIterator(iterator)));
     return;
   }
 

@@ -36,7 +36,7 @@ void fuzzState(const ByteBuffer& state) {
   const std::size_t count = nameSpaces.GetNameSpaceCount();
   for (std::size_t index = 0; index < count; ++index) {
     const AttributeBytesSharedPtr record = nameSpaces.GetNameSpaceByIndex(index);
-    require(record != nullptr);
+    require(static_cast<bool>(record));
     abfuzz::checkRecord(*record, record->GetAttributeBytesState().size(), 0);
     const AttributeBytesId& id = record->GetAttributeBytesId();
     if (id.GetAttributeBytesIdType() == ABIDE_NAMESPACE) {
@@ -49,7 +49,7 @@ void fuzzState(const ByteBuffer& state) {
       }
     }
   }
-  require(nameSpaces.GetNameSpaceByIndex(count) == nullptr);
+  require(!nameSpaces.GetNameSpaceByIndex(count));
 
   DriverVersion reported;
   const ByteBuffer written = nameSpaces.GetAttributeBytesNameSpacesState();

@@ -70,14 +70,34 @@ AttributeBytesSharedPtr AttributeBytesNameSpaces::GetNameSpaceByIndex(std::size_
   return m_nameSpaces.GetNextAttributeBytesFromIndexedListIterator(iterator);
 }
 
+namespace {
+
+AttributeBytesSharedPtr makeNameSpaceRecord(const AttributeBytesNameSpacesId& id, AttributeBytesRawList&& records,
+                                            unsigned char kindOfList) {
+  return MakeAttributeBytesSharedPtr(id.Clone(),
+                                     std::make_unique<AttributeBytesListValue>(kindOfList, std::move(records), true));
+}
+
+}  // namespace
+
 void AttributeBytesNameSpaces::AddNameSpace(const AttributeBytesNameSpacesId& id, const AttributeBytesRawList& records,
                                             unsigned char kindOfList) {
-  m_nameSpaces.AddAttributeBytes(MakeAttributeBytesSharedPtr(id, AttributeBytesListValue(kindOfList, records, true)));
+  AddNameSpace(id, AttributeBytesRawList(records), kindOfList);
+}
+
+void AttributeBytesNameSpaces::AddNameSpace(const AttributeBytesNameSpacesId& id, AttributeBytesRawList&& records,
+                                            unsigned char kindOfList) {
+  m_nameSpaces.AddAttributeBytes(makeNameSpaceRecord(id, std::move(records), kindOfList));
 }
 
 void AttributeBytesNameSpaces::SetNameSpace(const AttributeBytesNameSpacesId& id, const AttributeBytesRawList& records,
                                             unsigned char kindOfList) {
-  m_nameSpaces.SetAttributeBytes(MakeAttributeBytesSharedPtr(id, AttributeBytesListValue(kindOfList, records, true)));
+  SetNameSpace(id, AttributeBytesRawList(records), kindOfList);
+}
+
+void AttributeBytesNameSpaces::SetNameSpace(const AttributeBytesNameSpacesId& id, AttributeBytesRawList&& records,
+                                            unsigned char kindOfList) {
+  m_nameSpaces.SetAttributeBytes(makeNameSpaceRecord(id, std::move(records), kindOfList));
 }
 
 bool AttributeBytesNameSpaces::RemoveNameSpace(const AttributeBytesNameSpacesId& id) {

@@ -69,8 +69,12 @@ class HDU_API AttributeBytesNameSpaces {
   // CPExceptionDuplicateAttributeId).
   void AddNameSpace(const AttributeBytesNameSpacesId& id, const AttributeBytesRawList& records,
                     unsigned char kindOfList = 0);
+  void AddNameSpace(const AttributeBytesNameSpacesId& id, AttributeBytesRawList&& records,
+                    unsigned char kindOfList = 0);
   // Adds, or replaces the namespace with the same id.
   void SetNameSpace(const AttributeBytesNameSpacesId& id, const AttributeBytesRawList& records,
+                    unsigned char kindOfList = 0);
+  void SetNameSpace(const AttributeBytesNameSpacesId& id, AttributeBytesRawList&& records,
                     unsigned char kindOfList = 0);
   bool RemoveNameSpace(const AttributeBytesNameSpacesId& id);
   // Copies the records of a namespace into `records`; false (and `records`

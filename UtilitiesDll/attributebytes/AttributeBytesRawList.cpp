@@ -174,7 +174,6 @@ void AttributeBytesRawList::GetAttributeBytesRawListState(ByteBuffer& out) const
 }
 
 void AttributeBytesRawList::AppendAttributeBytesRawListState(ByteBuffer& out) const {
-  out.reserve(out.size() + 4 + m_records.size());
   AttributeBytesWire::appendUInt32(out, AttributeBytesWire::kRawListSignature);
   out.append(m_records);
 }

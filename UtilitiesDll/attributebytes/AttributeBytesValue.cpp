@@ -574,6 +574,10 @@ AttributeBytesListValue::AttributeBytesListValue(unsigned char kindOfList, const
                                                  bool specified)
     : AttributeBytesValue(specified), m_kindOfList(kindOfList), m_list(list) {}
 
+AttributeBytesListValue::AttributeBytesListValue(unsigned char kindOfList, AttributeBytesRawList&& list,
+                                                 bool specified) noexcept
+    : AttributeBytesValue(specified), m_kindOfList(kindOfList), m_list(std::move(list)) {}
+
 AttributeBytesListValue::~AttributeBytesListValue() = default;
 
 std::unique_ptr<AttributeBytesValue> AttributeBytesListValue::Clone() const {

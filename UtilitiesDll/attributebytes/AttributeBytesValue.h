@@ -413,6 +413,7 @@ class HDU_API AttributeBytesListValue : public AttributeBytesValue {
  public:
   AttributeBytesListValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesListValue(unsigned char kindOfList, const AttributeBytesRawList& list, bool specified = true);
+  AttributeBytesListValue(unsigned char kindOfList, AttributeBytesRawList&& list, bool specified = true) noexcept;
   ~AttributeBytesListValue() override;
 
   AttributeBytesValueEnum GetAttributeBytesValueType() const noexcept override { return ABVTE_LIST; }
