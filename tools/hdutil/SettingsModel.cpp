@@ -1,0 +1,396 @@
+#include "SettingsModel.h"
+
+#include "General/ByteBuffer.h"
+#include "General/Dimension.h"
+#include "General/UtcTime.h"
+#include "LowLevelFacilities/CPString.h"
+#include "LowLevelFacilities/CPStringUtils.h"
+#include "LowLevelFacilities/Formatter.h"
+#include "attributebytes/AttributeBytesValue.h"
+
+namespace hdutil {
+
+namespace {
+
+using InternalHaldenCP::formatToStdString;
+
+Json textToJson(const CXString& text) {
+  bool valid = false;
+  const CPString utf8 = CPStringUtils::validateAndCreateCPStringWithoutThrowing(text.u16string(), valid);
+  if (valid) {
+    return Json(utf8.utf8StdString());
+  }
+  Json units = Json::array();
+  for (const char16_t unit : text.u16string()) {
+    units.push(static_cast<long long>(unit));
+  }
+  Json object = Json::object();
+  object.set("utf16", std::move(units));
+  return object;
+}
+
+CXString textFromJson(const Json& json, const std::string& where) {
+  if (json.isObject()) {
+    std::u16string units;
+    for (const Json& unit : json.at("utf16", where).asArray(where + ".utf16")) {
+      const long long value = unit.asInteger(where + ".utf16[]");
+      if (value < 0 || value > 0xFFFF) {
+        throw JsonError(where + ".utf16 holds a value that is not a UTF-16 code unit");
+      }
+      units.push_back(static_cast<char16_t>(value));
+    }
+    return CXString(std::move(units));
+  }
+  return CXString::fromUtf8(json.asString(where));
+}
+
+long int32FromJson(const Json& json, const std::string& where) {
+  const long long value = json.asInteger(where);
+  if (value < -2147483648LL || value > 2147483647LL) {
+    throw JsonError(where + " is outside the 32-bit range");
+  }
+  return static_cast<long>(value);
+}
+
+short int16FromJson(const Json& json, const std::string& where) {
+  const long long value = json.asInteger(where);
+  if (value < -32768 || value > 32767) {
+    throw JsonError(where + " is outside the 16-bit range");
+  }
+  return static_cast<short>(value);
+}
+
+std::string stripPrefix(const char* name, const char* prefix) {
+  const std::string text(name);
+  const std::string p(prefix);
+  return text.rfind(p, 0) == 0 ? text.substr(p.size()) : text;
+}
+
+std::string dimensionText(const Dimension& dimension) {
+  const std::int32_t microns = dimension.GetStorageValue();
+  return formatToStdString("%g mm (%d um)", microns / 1000.0, microns);
+}
+
+std::string quoted(const CXString& text) {
+  return "'" + text.toUtf8() + "'";
+}
+
+}  // namespace
+
+std::string wellKnownNameSpaceName(long nameSpaceId) {
+  switch (nameSpaceId) {
+    case 1:
+      return "DataModelDocProp";
+    case 2:
+      return "DataModelDeviceProp";
+    case 3:
+      return "MsDeviceCapabilities";
+    case 4:
+      return "SavedSettings";
+    case 5:
+      return "SavedSettingsData";
+    case 6:
+      return "ScanSettings";
+    default:
+      return "";
+  }
+}
+
+std::string idTypeName(const AttributeBytesId& id) {
+  return stripPrefix(id.GetTypeDebugDisplayString(), "ABIDE_");
+}
+
+std::string valueTypeName(const AttributeBytesValue& value) {
+  return stripPrefix(value.GetTypeDebugDisplayString(), "ABVTE_");
+}
+
+std::string idText(const AttributeBytesId& id) {
+  return id.GetDebugDisplayString();
+}
+
+std::vector<std::unique_ptr<AttributeBytes>> readAllRecords(const AttributeBytesRawList& list) {
+  std::vector<std::unique_ptr<AttributeBytes>> records;
+  const std::unique_ptr<AttributeBytesListIterator> iterator = list.CreateIterator();
+  while (std::unique_ptr<AttributeBytes> record = list.GetNextAttributeBytes(*iterator)) {
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
+Json idToJson(const AttributeBytesId& id) {
+  Json json = Json::object();
+  json.set("type", idTypeName(id));
+  switch (id.GetAttributeBytesIdType()) {
+    case ABIDE_FEATURE:
+      json.set("featureId", static_cast<const AttributeBytesFeatureId&>(id).GetFeatureId());
+      break;
+    case ABIDE_NEWFEATURE:
+      json.set("name", textToJson(static_cast<const AttributeBytesNewFeatureId&>(id).GetFeatureName()));
+      break;
+    case ABIDE_VALUE:
+      json.set("valueId", static_cast<const AttributeBytesValueId&>(id).GetValueId());
+      break;
+    case ABIDE_NEWVALUE:
+      json.set("name", textToJson(static_cast<const AttributeBytesNewValueId&>(id).GetValueName()));
+      break;
+    case ABIDE_LISTOFVALUESITEM:
+      json.set("index", static_cast<const AttributeBytesListOfValuesItemId&>(id).GetIndexValue());
+      break;
+    case ABIDE_CAPABILITY: {
+      const auto& capability = static_cast<const AttributeBytesCapabilityId&>(id);
+      json.set("featureId", capability.GetFeatureId());
+      json.set("capabilityType", static_cast<int>(capability.GetCapabilityTypeEnum()));
+      break;
+    }
+    case ABIDE_NEWCAPABILITY: {
+      const auto& capability = static_cast<const AttributeBytesNewCapabilityId&>(id);
+      json.set("newFeatureId", textToJson(capability.GetNewFeatureId()));
+      json.set("capabilityType", static_cast<int>(capability.GetCapabilityTypeEnum()));
+      break;
+    }
+    case ABIDE_NAMESPACE: {
+      const long nameSpaceId = static_cast<const AttributeBytesNameSpacesId&>(id).GetNameSpaceId();
+      json.set("nameSpaceId", nameSpaceId);
+      const std::string name = wellKnownNameSpaceName(nameSpaceId);
+      if (!name.empty()) {
+        json.set("name", name);
+      }
+      break;
+    }
+    default:
+      break;
+  }
+  return json;
+}
+
+Json valueToJson(const AttributeBytesValue& value) {
+  Json json = Json::object();
+  json.set("type", valueTypeName(value));
+  json.set("specified", value.IsSpecified());
+  switch (value.GetAttributeBytesValueType()) {
+    case ABVTE_OPTION:
+      json.set("option", idToJson(static_cast<const AttributeBytesOptionValue&>(value).GetValue()));
+      break;
+    case ABVTE_INTEGER:
+      json.set("value", static_cast<const AttributeBytesIntegerValue&>(value).GetValue());
+      break;
+    case ABVTE_STRING:
+      json.set("value", textToJson(static_cast<const AttributeBytesStringValue&>(value).GetValue()));
+      break;
+    case ABVTE_BOOLEAN:
+      json.set("value", static_cast<const AttributeBytesBooleanValue&>(value).GetValue());
+      break;
+    case ABVTE_RANGE: {
+      const auto& range = static_cast<const AttributeBytesRangeValue&>(value);
+      json.set("first", range.GetFirst());
+      json.set("second", range.GetSecond());
+      break;
+    }
+    case ABVTE_RANGEOFDIMENSION: {
+      const auto& range = static_cast<const AttributeBytesRangeOfDimensionValue&>(value);
+      json.set("firstMicrons", static_cast<long long>(range.GetFirst().GetStorageValue()));
+      json.set("secondMicrons", static_cast<long long>(range.GetSecond().GetStorageValue()));
+      break;
+    }
+    case ABVTE_DIMENSION:
+      json.set("microns", static_cast<long long>(
+                              static_cast<const AttributeBytesDimensionValue&>(value).GetValue().GetStorageValue()));
+      break;
+    case ABVTE_RESOLUTION: {
+      const auto& resolution = static_cast<const AttributeBytesResolutionValue&>(value);
+      json.set("first", resolution.GetFirst());
+      json.set("second", resolution.GetSecond());
+      json.set("third", static_cast<int>(resolution.GetThird()));
+      break;
+    }
+    case ABVTE_DATABLOB:
+      json.set("hex", ByteBuffer::ConvertByteBufferToHexBinaryString(
+                          static_cast<const AttributeBytesDataBlobValue&>(value).GetValue())
+                          .toUtf8());
+      break;
+    case ABVTE_LIST: {
+      const auto& list = static_cast<const AttributeBytesListValue&>(value);
+      json.set("kindOfList", static_cast<int>(list.GetKindOfList()));
+      json.set("records", rawListToJson(list.GetValue()));
+      break;
+    }
+    case ABVTE_DATETIME: {
+      const UtcTime& time = static_cast<const AttributeBytesDateTimeValue&>(value).GetValue();
+      json.set("time64", static_cast<long long>(time.ToTime64()));
+      json.set("utc", time.GetIso8601String());
+      break;
+    }
+    default:
+      break;
+  }
+  return json;
+}
+
+Json recordToJson(const AttributeBytes& record) {
+  Json json = Json::object();
+  json.set("id", idToJson(record.GetAttributeBytesId()));
+  json.set("value", valueToJson(record.GetAttributeBytesValue()));
+  return json;
+}
+
+Json rawListToJson(const AttributeBytesRawList& list) {
+  Json records = Json::array();
+  for (const std::unique_ptr<AttributeBytes>& record : readAllRecords(list)) {
+    records.push(recordToJson(*record));
+  }
+  return records;
+}
+
+std::unique_ptr<AttributeBytesId> idFromJson(const Json& json, const std::string& where) {
+  const std::string type = json.at("type", where).asString(where + ".type");
+  if (type == "FEATURE") {
+    return std::make_unique<AttributeBytesFeatureId>(int32FromJson(json.at("featureId", where), where + ".featureId"));
+  }
+  if (type == "NEWFEATURE") {
+    return std::make_unique<AttributeBytesNewFeatureId>(textFromJson(json.at("name", where), where + ".name"));
+  }
+  if (type == "VALUE") {
+    return std::make_unique<AttributeBytesValueId>(int32FromJson(json.at("valueId", where), where + ".valueId"));
+  }
+  if (type == "NEWVALUE") {
+    return std::make_unique<AttributeBytesNewValueId>(textFromJson(json.at("name", where), where + ".name"));
+  }
+  if (type == "LISTOFVALUESITEM") {
+    return std::make_unique<AttributeBytesListOfValuesItemId>(int32FromJson(json.at("index", where), where + ".index"));
+  }
+  if (type == "CAPABILITY") {
+    return std::make_unique<AttributeBytesCapabilityId>(
+        int32FromJson(json.at("featureId", where), where + ".featureId"),
+        int16FromJson(json.at("capabilityType", where), where + ".capabilityType"));
+  }
+  if (type == "NEWCAPABILITY") {
+    return std::make_unique<AttributeBytesNewCapabilityId>(
+        textFromJson(json.at("newFeatureId", where), where + ".newFeatureId"),
+        int16FromJson(json.at("capabilityType", where), where + ".capabilityType"));
+  }
+  if (type == "NAMESPACE") {
+    return std::make_unique<AttributeBytesNameSpacesId>(
+        int32FromJson(json.at("nameSpaceId", where), where + ".nameSpaceId"));
+  }
+  throw JsonError(where + ".type \"" + type + "\" is not an id type");
+}
+
+std::unique_ptr<AttributeBytesValue> valueFromJson(const Json& json, const std::string& where) {
+  const std::string type = json.at("type", where).asString(where + ".type");
+  const bool specified = json.at("specified", where).asBool(where + ".specified");
+  const auto member = [&](const char* name) -> const Json& { return json.at(name, where); };
+  const auto path = [&](const char* name) { return where + "." + name; };
+  if (type == "OPTION") {
+    return std::make_unique<AttributeBytesOptionValue>(idFromJson(member("option"), path("option")), specified);
+  }
+  if (type == "INTEGER") {
+    return std::make_unique<AttributeBytesIntegerValue>(int32FromJson(member("value"), path("value")), specified);
+  }
+  if (type == "STRING") {
+    return std::make_unique<AttributeBytesStringValue>(textFromJson(member("value"), path("value")), specified);
+  }
+  if (type == "BOOLEAN") {
+    return std::make_unique<AttributeBytesBooleanValue>(member("value").asBool(path("value")), specified);
+  }
+  if (type == "RANGE") {
+    return std::make_unique<AttributeBytesRangeValue>(int32FromJson(member("first"), path("first")),
+                                                      int32FromJson(member("second"), path("second")), specified);
+  }
+  if (type == "RANGEOFDIMENSION") {
+    return std::make_unique<AttributeBytesRangeOfDimensionValue>(
+        Dimension::FromStorageValue(int32FromJson(member("firstMicrons"), path("firstMicrons"))),
+        Dimension::FromStorageValue(int32FromJson(member("secondMicrons"), path("secondMicrons"))), specified);
+  }
+  if (type == "DIMENSION") {
+    return std::make_unique<AttributeBytesDimensionValue>(
+        Dimension::FromStorageValue(int32FromJson(member("microns"), path("microns"))), specified);
+  }
+  if (type == "RESOLUTION") {
+    return std::make_unique<AttributeBytesResolutionValue>(int32FromJson(member("first"), path("first")),
+                                                           int32FromJson(member("second"), path("second")),
+                                                           int16FromJson(member("third"), path("third")), specified);
+  }
+  if (type == "DATABLOB") {
+    ByteBuffer bytes;
+    if (!ByteBuffer::ConvertHexBinaryStringToByteBuffer(CXString::fromUtf8(member("hex").asString(path("hex"))), bytes,
+                                                        true)) {
+      throw JsonError(path("hex") + " is not hex text");
+    }
+    return std::make_unique<AttributeBytesDataBlobValue>(bytes, specified);
+  }
+  if (type == "LIST") {
+    const long long kind = member("kindOfList").asInteger(path("kindOfList"));
+    if (kind < 0 || kind > 255) {
+      throw JsonError(path("kindOfList") + " must be 0 to 255");
+    }
+    return std::make_unique<AttributeBytesListValue>(static_cast<unsigned char>(kind),
+                                                     rawListFromJson(member("records"), path("records")), specified);
+  }
+  if (type == "DATETIME") {
+    return std::make_unique<AttributeBytesDateTimeValue>(
+        UtcTime::FromTime64(member("time64").asInteger(path("time64"))), specified);
+  }
+  throw JsonError(where + ".type \"" + type + "\" is not a value type");
+}
+
+AttributeBytes recordFromJson(const Json& json, const std::string& where) {
+  return AttributeBytes(idFromJson(json.at("id", where), where + ".id"),
+                        valueFromJson(json.at("value", where), where + ".value"));
+}
+
+AttributeBytesRawList rawListFromJson(const Json& records, const std::string& where) {
+  AttributeBytesRawList list;
+  const std::vector<Json>& items = records.asArray(where);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    list.AddAttributeBytes(recordFromJson(items[i], where + "[" + std::to_string(i) + "]"));
+  }
+  return list;
+}
+
+std::string valueText(const AttributeBytesValue& value) {
+  switch (value.GetAttributeBytesValueType()) {
+    case ABVTE_OPTION:
+      return idText(static_cast<const AttributeBytesOptionValue&>(value).GetValue());
+    case ABVTE_INTEGER:
+      return std::to_string(static_cast<const AttributeBytesIntegerValue&>(value).GetValue());
+    case ABVTE_STRING:
+      return quoted(static_cast<const AttributeBytesStringValue&>(value).GetValue());
+    case ABVTE_BOOLEAN:
+      return static_cast<const AttributeBytesBooleanValue&>(value).GetValue() ? "TRUE" : "FALSE";
+    case ABVTE_RANGE: {
+      const auto& range = static_cast<const AttributeBytesRangeValue&>(value);
+      return formatToStdString("[%ld, %ld]", range.GetFirst(), range.GetSecond());
+    }
+    case ABVTE_RANGEOFDIMENSION: {
+      const auto& range = static_cast<const AttributeBytesRangeOfDimensionValue&>(value);
+      return "[" + dimensionText(range.GetFirst()) + ", " + dimensionText(range.GetSecond()) + "]";
+    }
+    case ABVTE_DIMENSION:
+      return dimensionText(static_cast<const AttributeBytesDimensionValue&>(value).GetValue());
+    case ABVTE_RESOLUTION: {
+      const auto& resolution = static_cast<const AttributeBytesResolutionValue&>(value);
+      return formatToStdString("%ld x %ld (%d)", resolution.GetFirst(), resolution.GetSecond(),
+                               static_cast<int>(resolution.GetThird()));
+    }
+    case ABVTE_DATABLOB: {
+      const ByteBuffer& bytes = static_cast<const AttributeBytesDataBlobValue&>(value).GetValue();
+      std::string hex = ByteBuffer::ConvertByteBufferToHexBinaryString(bytes).toUtf8();
+      if (hex.size() > 48) {
+        hex = hex.substr(0, 48) + "...";
+      }
+      return hex.empty() ? std::string("0 bytes")
+                         : formatToStdString("%u bytes %s", static_cast<unsigned>(bytes.size()), hex);
+    }
+    case ABVTE_LIST: {
+      const auto& list = static_cast<const AttributeBytesListValue&>(value);
+      return formatToStdString("kind %u, %u records", static_cast<unsigned>(list.GetKindOfList()),
+                               list.GetValue().GetAttributeBytesCount());
+    }
+    case ABVTE_DATETIME:
+      return static_cast<const AttributeBytesDateTimeValue&>(value).GetValue().GetIso8601String();
+    default:
+      return "?";
+  }
+}
+
+}  // namespace hdutil
