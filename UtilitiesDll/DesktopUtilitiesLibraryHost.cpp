@@ -1,4 +1,5 @@
 #include "DesktopUtilitiesLibraryHost.h"
+#include "UtilitiesLibraryHost.h"
 
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"

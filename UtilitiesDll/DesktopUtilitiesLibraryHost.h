@@ -60,12 +60,5 @@ HDU_API void NotifyUnloadStep(const char* step) noexcept;
 
 }  // namespace DesktopUtilitiesLibraryHost
 
-// Services of the desktop build that the library's portable code reaches
-// through the host.
-namespace UtilitiesLibraryHost {
-
-// The calling application's file name without folder, extension and spaces
-// ("Printer Settings.exe" gives "PrinterSettings"); empty when it cannot be read.
-HDU_API CXString TryGetCallingApplicationFilenameWithoutExtensionOrSpaces();
-
-}  // namespace UtilitiesLibraryHost
+// The UtilitiesLibraryHost services this module implements are declared in
+// UtilitiesLibraryHost.h.

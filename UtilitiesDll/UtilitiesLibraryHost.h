@@ -2,9 +2,14 @@
 // UtilitiesLibraryHost: free functions through which the library's portable
 // code reaches services that only the desktop (Windows) build can offer.
 // Each has one implementation per platform; where a service does not exist
-// the function says so through its result.
+// the function says so through its result. They live in the
+// DesktopUtilitiesLibraryHost module (the COM helpers, which exist only on
+// Windows, in Win/UtilitiesLibraryHostCom.h). Creating the platform's XML
+// parser (CreateMicrosoftXmlParser) belongs to the XML wrappers, which this
+// library does not build.
 
 #include "General/ByteBuffer.h"
+#include "LowLevelFacilities/CXString.h"
 #include "hdUtilitiesExport.h"
 
 namespace UtilitiesLibraryHost {
@@ -16,5 +21,9 @@ namespace UtilitiesLibraryHost {
 // CabCompressedBuffer does (a missing footer, a corrupt cabinet, a size
 // mismatch).
 HDU_API bool UncompressCabCompressedBufferIfSupported(ByteBuffer& in, ByteBuffer& out);
+
+// The calling application's file name without folder, extension and spaces
+// ("Printer Settings.exe" gives "PrinterSettings"); empty when it cannot be read.
+HDU_API CXString TryGetCallingApplicationFilenameWithoutExtensionOrSpaces();
 
 }  // namespace UtilitiesLibraryHost

@@ -1,4 +1,5 @@
 #include "DesktopUtilitiesLibraryHost.h"
+#include "UtilitiesLibraryHost.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/MeridianPlatformUtilities.h"
 #include "LowLevelFacilities/PlatformFacilities.h"

@@ -1,6 +1,7 @@
 #include "LowLevelFacilities/ProcessContextInfo.h"
 
 #include "DesktopUtilitiesLibraryHost.h"
+#include "UtilitiesLibraryHost.h"
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
