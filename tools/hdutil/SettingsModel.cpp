@@ -72,7 +72,7 @@ std::string dimensionText(const Dimension& dimension) {
 }
 
 std::string quoted(const CXString& text) {
-  return "'" + text.toUtf8() + "'";
+  return formatToStdString("'%s'", text);
 }
 
 }  // namespace
@@ -363,7 +363,7 @@ std::string valueText(const AttributeBytesValue& value) {
     }
     case ABVTE_RANGEOFDIMENSION: {
       const auto& range = static_cast<const AttributeBytesRangeOfDimensionValue&>(value);
-      return "[" + dimensionText(range.GetFirst()) + ", " + dimensionText(range.GetSecond()) + "]";
+      return formatToStdString("[%s, %s]", dimensionText(range.GetFirst()), dimensionText(range.GetSecond()));
     }
     case ABVTE_DIMENSION:
       return dimensionText(static_cast<const AttributeBytesDimensionValue&>(value).GetValue());
