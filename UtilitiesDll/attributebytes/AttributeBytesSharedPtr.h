@@ -2,25 +2,24 @@
 // The shared pointer through which attribute-bytes records are shared
 // between lists and their callers, and the comparator that orders ids.
 //
-// AttributeBytesSharedPtr is the one place that names the pointer type. Code
-// in this library uses only what every shared pointer of the library offers:
-// construction from a raw pointer or through MakeAttributeBytesSharedPtr,
-// copy, get(), operator->, operator* and the bool test.
+// AttributeBytesSharedPtr is the library's HldSharedPtr: its control blocks
+// come from the calling thread's pool, and a record may be released on
+// another thread than the one that made it.
 
+#include "LowLevelFacilities/HldSharedPtr.h"
 #include "attributebytes/AttributeBytesId.h"
 
-#include <memory>
 #include <type_traits>
 #include <utility>
 
 class AttributeBytes;
 
-using AttributeBytesSharedPtr = std::shared_ptr<AttributeBytes>;
+using AttributeBytesSharedPtr = HldSharedPtr<AttributeBytes>;
 
-// A new record, shared. (Defined where AttributeBytes is complete.)
+// A new record, shared. (Usable where AttributeBytes is complete.)
 template <class... Args>
 AttributeBytesSharedPtr MakeAttributeBytesSharedPtr(Args&&... args) {
-  return std::make_shared<AttributeBytes>(std::forward<Args>(args)...);
+  return AttributeBytesSharedPtr(new AttributeBytes(std::forward<Args>(args)...));
 }
 
 // Orders ids, and anything that points at an id, by AttributeBytesId::LessThan.
