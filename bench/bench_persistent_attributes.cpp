@@ -221,14 +221,19 @@ double peakKiB(Operation operation) {
   return static_cast<double>(result);
 }
 
-template <class Operation>
-void run(benchmark::State& state, Operation operation) {
-  static const bool baselineShown = [] {
+// Prints the probe's own cost once, before the first case.
+void showProbeBaseline() {
+  static const bool shown = [] {
     data();
     std::printf("peak_KiB of an empty operation (what the probe itself costs): %.0f KiB\n", peakKiB([] {}));
     return true;
   }();
-  hdbench::opaque(baselineShown);
+  hdbench::opaque(shown);
+}
+
+template <class Operation>
+void run(benchmark::State& state, Operation operation) {
+  showProbeBaseline();
   const double peak = peakKiB(operation);
   hdbench::AllocationCounter counter;
   for (auto _ : state) {
