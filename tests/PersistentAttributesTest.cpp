@@ -182,6 +182,11 @@ TEST(PersistentAttributes, RealisticStatesRoundTripByteForByte) {
     EXPECT_TRUE(read.GetHeader().IsCurrentVersionHeader());
   }
 
+  // Bytes after the end of the stream are ignored, as zlib ignores them.
+  const ByteBuffer padded = concat({ByteBuffer(state.begin(), state.end() - 13), hexBytes("00 11 22"),
+                                    ByteBuffer(state.end() - 13, state.end())});
+  EXPECT_EQ(PersistentAttributes(padded, true, nullptr).GetPersistentAttributesState(), state);
+
   // One namespace's records; a missing one gives false and an empty list.
   const PersistentAttributes read(state, true, nullptr);
   AttributeBytesRawList list;

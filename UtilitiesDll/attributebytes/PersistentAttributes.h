@@ -47,7 +47,9 @@
 //     differs from the footer's original size throws
 //     CPExceptionMissingOrBadPersistentAttributesFormat ("Size of
 //     decompressed data (%ld) doesn't match the expected original size
-//     (%ld).").
+//     (%ld)."). Bytes between the end of the zlib stream and the footer
+//     are ignored, as zlib's one-call decompression ignores them; this
+//     class never writes any.
 //  4. ValidateCompressedData (called from step 3 before anything is
 //     decompressed, so that nothing is allocated on the footer's word alone)
 //     throws CPExceptionMissingOrBadPersistentAttributesFormat unless:
