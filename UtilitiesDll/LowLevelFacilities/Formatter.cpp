@@ -31,12 +31,12 @@ struct ConversionParts {
   char conversion = 's';
 };
 
-ConversionParts readConversionParts(const FormatSpecification& specification) {
+ConversionParts readConversionParts(const FormatSpecification& conversionSpec) {
   ConversionParts parts;
-  parts.conversion = specification.getFormatSpecifierCharacter();
-  const char* text = specification.getFormatSpecificationString() + 1;  // behind the "%"
+  parts.conversion = conversionSpec.getFormatSpecifierCharacter();
+  const char* text = conversionSpec.getFormatSpecificationString() + 1;  // behind the "%"
   const char* const end =
-      specification.getFormatSpecificationString() + specification.getFormatSpecificationLength() - 1;
+      conversionSpec.getFormatSpecificationString() + conversionSpec.getFormatSpecificationLength() - 1;
   bool inPrecision = false;
   bool widthStarted = false;
   for (const char* c = text; c < end; ++c) {
@@ -324,32 +324,32 @@ void writePointer(Buffer& out, const ConversionParts& parts, std::uintptr_t valu
 }
 
 void writeFloating(Buffer& out, const ConversionParts& parts, double value) {
-  char specification[32];
+  char conversionText[32];
   std::size_t n = 0;
-  specification[n++] = '%';
+  conversionText[n++] = '%';
   if (parts.leftAlign) {
-    specification[n++] = '-';
+    conversionText[n++] = '-';
   }
   if (parts.plusSign) {
-    specification[n++] = '+';
+    conversionText[n++] = '+';
   }
   if (parts.spaceSign) {
-    specification[n++] = ' ';
+    conversionText[n++] = ' ';
   }
   if (parts.alternate) {
-    specification[n++] = '#';
+    conversionText[n++] = '#';
   }
   if (parts.zeroPad) {
-    specification[n++] = '0';
+    conversionText[n++] = '0';
   }
-  specification[n++] = '*';
-  specification[n++] = '.';
-  specification[n++] = '*';
-  specification[n++] = parts.conversion;
-  specification[n] = '\0';
+  conversionText[n++] = '*';
+  conversionText[n++] = '.';
+  conversionText[n++] = '*';
+  conversionText[n++] = parts.conversion;
+  conversionText[n] = '\0';
   const int precision = parts.precision < 0 ? 6 : parts.precision;
   char local[512];
-  const int needed = std::snprintf(local, sizeof(local), specification, parts.width, precision, value);
+  const int needed = std::snprintf(local, sizeof(local), conversionText, parts.width, precision, value);
   if (needed < 0) {
     return;
   }
@@ -358,7 +358,7 @@ void writeFloating(Buffer& out, const ConversionParts& parts, double value) {
     return;
   }
   std::string large(static_cast<std::size_t>(needed) + 1, '\0');
-  std::snprintf(large.data(), large.size(), specification, parts.width, precision, value);
+  std::snprintf(large.data(), large.size(), conversionText, parts.width, precision, value);
   out.append(large.data(), static_cast<std::size_t>(needed));
 }
 
@@ -554,16 +554,16 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
       }
     }
 
-    FormatSpecification specification = FormatSpecification::parseAfterFirstPercentCharacter(percent + 1);
+    FormatSpecification conversionSpec = FormatSpecification::parseAfterFirstPercentCharacter(percent + 1);
     if (isTextKind(argument.kind)) {
       if (argument.kind == FormatArgumentKind::NarrowText) {
-        specification.convertWideCharFormatSpecifierCharacterToMultibyteSpecifier();
+        conversionSpec.convertWideCharFormatSpecifierCharacterToMultibyteSpecifier();
       } else {
-        specification.convertMultibyteFormatSpecifierCharacterToWideCharacterSpecifier();
+        conversionSpec.convertMultibyteFormatSpecifierCharacterToWideCharacterSpecifier();
       }
     }
-    ConversionParts parts = readConversionParts(specification);
-    cursor = specification.getEndOfFormatSpecificationInOriginalString();
+    ConversionParts parts = readConversionParts(conversionSpec);
+    cursor = conversionSpec.getEndOfFormatSpecificationInOriginalString();
 
     if (parts.widthFromArgument) {
       if (next == argumentCount) {

@@ -14,8 +14,8 @@
 // 2 bad input or usage. Bad input never crashes: it ends in one line naming
 // the library's exception class and message.
 
-#include "Inspector.h"
 #include "Json.h"
+#include "PersistedStateTool.h"
 #include "SampleState.h"
 #include "StateInput.h"
 

@@ -1,4 +1,4 @@
-#include "Inspector.h"
+#include "PersistedStateTool.h"
 
 #include "SettingsModel.h"
 
