@@ -52,6 +52,21 @@ inline void writeLittleEndian(unsigned char* bytes, std::uint64_t value) noexcep
   }
 }
 
+// Reads one fixed-width little-endian value at the cursor (as the fixed-width
+// type Fixed) and advances past it, or throws when fewer than Width bytes
+// remain, consuming nothing.
+template <class Fixed, unsigned Width>
+Fixed walkFixedWidth(const unsigned char*& cursor, unsigned int& remaining, const char* functionLabel,
+                     const char* message = kNotEnoughBytesMessage) {
+  if (remaining < Width) [[unlikely]] {
+    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, functionLabel), remaining, Width, message);
+  }
+  const auto value = static_cast<Fixed>(readLittleEndian<Width>(cursor));
+  cursor += Width;
+  remaining -= Width;
+  return value;
+}
+
 template <unsigned Width>
 ByteBuffer littleEndianBuffer(std::uint64_t value) {
   ByteBuffer result(Width, 0);
@@ -407,74 +422,32 @@ void ByteBuffer::initializeFromByteStream(unsigned char*& cursor) {
 // ---- walkers -----------------------------------------------------------------------
 
 long ByteBuffer::WalkBufferToGetLong(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 4) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetLong"), remaining, 4);
-  }
-  const auto value = static_cast<std::int32_t>(readLittleEndian<4>(cursor));
-  cursor += 4;
-  remaining -= 4;
-  return value;
+  return walkFixedWidth<std::int32_t, 4>(cursor, remaining, "ByteBuffer::WalkBufferToGetLong");
 }
 
 int ByteBuffer::WalkBufferToGetInt(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 4) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetInt"), remaining, 4);
-  }
-  const auto value = static_cast<std::int32_t>(readLittleEndian<4>(cursor));
-  cursor += 4;
-  remaining -= 4;
-  return value;
+  return walkFixedWidth<std::int32_t, 4>(cursor, remaining, "ByteBuffer::WalkBufferToGetInt");
 }
 
 long long ByteBuffer::WalkBufferToGetLong64(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 8) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetLong64"), remaining, 8);
-  }
-  const auto value = static_cast<std::int64_t>(readLittleEndian<8>(cursor));
-  cursor += 8;
-  remaining -= 8;
-  return value;
+  return walkFixedWidth<std::int64_t, 8>(cursor, remaining, "ByteBuffer::WalkBufferToGetLong64");
 }
 
 long long ByteBuffer::WalkBufferToGetTime64(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 8) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetTime64"), remaining, 8,
-                        kNotEnoughBytesForTime64Message);
-  }
-  const auto value = static_cast<std::int64_t>(readLittleEndian<8>(cursor));
-  cursor += 8;
-  remaining -= 8;
-  return value;
+  return walkFixedWidth<std::int64_t, 8>(cursor, remaining, "ByteBuffer::WalkBufferToGetTime64",
+                                         kNotEnoughBytesForTime64Message);
 }
 
 short ByteBuffer::WalkBufferToGetShort(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 2) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetShort"), remaining, 2);
-  }
-  const auto value = static_cast<std::int16_t>(readLittleEndian<2>(cursor));
-  cursor += 2;
-  remaining -= 2;
-  return value;
+  return walkFixedWidth<std::int16_t, 2>(cursor, remaining, "ByteBuffer::WalkBufferToGetShort");
 }
 
 unsigned short ByteBuffer::WalkBufferToGetWord(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 2) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetWord"), remaining, 2);
-  }
-  const auto value = static_cast<std::uint16_t>(readLittleEndian<2>(cursor));
-  cursor += 2;
-  remaining -= 2;
-  return value;
+  return walkFixedWidth<std::uint16_t, 2>(cursor, remaining, "ByteBuffer::WalkBufferToGetWord");
 }
 
 unsigned char ByteBuffer::WalkBufferToGetByte(const unsigned char*& cursor, unsigned int& remaining) {
-  if (remaining < 1) [[unlikely]] {
-    throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetByte"), remaining, 1);
-  }
-  const unsigned char value = *cursor;
-  cursor += 1;
-  remaining -= 1;
-  return value;
+  return walkFixedWidth<std::uint8_t, 1>(cursor, remaining, "ByteBuffer::WalkBufferToGetByte");
 }
 
 bool ByteBuffer::WalkBufferToGetBool(const unsigned char*& cursor, unsigned int& remaining) {
