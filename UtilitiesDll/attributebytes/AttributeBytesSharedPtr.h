@@ -19,7 +19,7 @@ using AttributeBytesSharedPtr = HldSharedPtr<AttributeBytes>;
 // A new record, shared. (Usable where AttributeBytes is complete.)
 template <class... Args>
 AttributeBytesSharedPtr MakeAttributeBytesSharedPtr(Args&&... args) {
-  return AttributeBytesSharedPtr(new AttributeBytes(std::forward<Args>(args)...));
+  return MakeHldShared<AttributeBytes>(std::forward<Args>(args)...);
 }
 
 // Orders ids, and anything that points at an id, by AttributeBytesId::LessThan.
