@@ -27,7 +27,7 @@ CPException::CPException(const CPException& other)
       m_message(other.m_message) {}
 
 CPException::CPException(CPException&& other) noexcept
-    : std::exception(other),
+    : std::exception(std::move(other)),
       m_lastErrorValue(other.m_lastErrorValue),
       m_debugContext(std::move(other.m_debugContext)),
       m_message(std::move(other.m_message)),
@@ -156,7 +156,7 @@ std::string systemTextForResult(long hresult) {
 }
 }  // namespace
 
-CPComException::CPComException(std::string message, unsigned long lastError, DebugContextReference context,
+CPComException::CPComException(const std::string& message, unsigned long lastError, DebugContextReference context,
                                long hresult)
     : CPException(
           InternalHaldenCP::formatToStdString("%s HRESULT = 0x%x (%S).", message, static_cast<std::uint32_t>(hresult),

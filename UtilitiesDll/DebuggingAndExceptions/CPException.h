@@ -264,7 +264,7 @@ class HDU_API CPComException : public CPException {
  public:
   // The stored message is "%s HRESULT = 0x%x (%S)." with the given message,
   // the result code and the system's text for it.
-  CPComException(std::string message, unsigned long lastError, DebugContextReference context, long hresult);
+  CPComException(const std::string& message, unsigned long lastError, DebugContextReference context, long hresult);
   CPComException(const CPComException&) = default;
   CPComException(CPComException&&) noexcept = default;
   CPComException& operator=(const CPComException&) = default;

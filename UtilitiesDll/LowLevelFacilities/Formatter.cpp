@@ -513,7 +513,6 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
     const char* percent = std::strchr(cursor, '%');
     if (percent == nullptr) {
       buffer.append(cursor, std::strlen(cursor));
-      cursor += std::strlen(cursor);
       break;
     }
     buffer.append(cursor, static_cast<std::size_t>(percent - cursor));

@@ -17,7 +17,7 @@ class StrictlyTypedIntegral {
   constexpr T value() const noexcept { return m_value; }
   constexpr T get() const noexcept { return m_value; }
 
-  constexpr auto operator<=>(const StrictlyTypedIntegral&) const noexcept = default;
+  constexpr auto operator<=>(const StrictlyTypedIntegral&) const noexcept = default;  // NOLINT(modernize-use-nullptr)
   constexpr bool operator==(const StrictlyTypedIntegral&) const noexcept = default;
 
   constexpr StrictlyTypedIntegral& operator+=(StrictlyTypedIntegral other) noexcept {

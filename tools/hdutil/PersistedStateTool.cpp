@@ -309,6 +309,7 @@ bool printDifferences(std::ostream& out, const PersistedState& before, const Per
   std::map<std::string, std::unique_ptr<AttributeBytes>> oldSpaces = byId(nameSpaceRecords(before.nameSpaces));
   std::map<std::string, std::unique_ptr<AttributeBytes>> newSpaces = byId(nameSpaceRecords(after.nameSpaces));
   std::vector<std::string> keys;
+  keys.reserve(oldSpaces.size() + newSpaces.size());
   for (const auto& [key, record] : oldSpaces) {
     keys.push_back(key);
   }
@@ -322,7 +323,11 @@ bool printDifferences(std::ostream& out, const PersistedState& before, const Per
     const auto newIt = newSpaces.find(key);
     const AttributeBytes* oldSpace = oldIt != oldSpaces.end() ? oldIt->second.get() : nullptr;
     const AttributeBytes* newSpace = newIt != newSpaces.end() ? newIt->second.get() : nullptr;
-    const std::string title = nameSpaceTitle((oldSpace != nullptr ? oldSpace : newSpace)->GetAttributeBytesId());
+    const AttributeBytes* either = oldSpace != nullptr ? oldSpace : newSpace;
+    if (either == nullptr) {
+      continue;  // every key comes from one of the two maps
+    }
+    const std::string title = nameSpaceTitle(either->GetAttributeBytesId());
     if (oldSpace == nullptr || newSpace == nullptr) {
       const AttributeBytes& only = oldSpace != nullptr ? *oldSpace : *newSpace;
       out << (oldSpace != nullptr ? "- " : "+ ") << title
