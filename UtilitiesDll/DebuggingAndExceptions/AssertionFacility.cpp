@@ -103,8 +103,13 @@ AssertionsDisabledScope::AssertionsDisabledScope(AssertionFacility& facility) no
   m_facility.beginAssertionsDisabledScope();
 }
 
+// A destructor must not throw: a misuse report raised under the internal-check
+// counter is dropped here (the scope's own begin makes one impossible anyway).
 AssertionsDisabledScope::~AssertionsDisabledScope() {
-  m_facility.endAssertionsDisabledScope();
+  try {
+    m_facility.endAssertionsDisabledScope();
+  } catch (...) {
+  }
 }
 
 AssertionsLogOnlyInUnitTestScope::AssertionsLogOnlyInUnitTestScope() noexcept
@@ -116,7 +121,10 @@ AssertionsLogOnlyInUnitTestScope::AssertionsLogOnlyInUnitTestScope(AssertionFaci
 }
 
 AssertionsLogOnlyInUnitTestScope::~AssertionsLogOnlyInUnitTestScope() {
-  m_facility.endAssertionsLogOnlyInUnitTestScope();
+  try {
+    m_facility.endAssertionsLogOnlyInUnitTestScope();
+  } catch (...) {
+  }
 }
 
 }  // namespace HaldenAssertion

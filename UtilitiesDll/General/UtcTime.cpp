@@ -37,8 +37,8 @@ std::int64_t floorDivide(std::int64_t a, std::int64_t b) {
 }  // namespace
 
 UtcTime::UtcTime(int year, int month, int day, int hour, int minute, int second) noexcept
-    : m_seconds(daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 + hour * 3600 +
-                minute * 60 + second) {}
+    : m_seconds(daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 +
+                std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second) {}
 
 UtcTime UtcTime::Now() noexcept {
   return UtcTime(PlatformFacilities::utcSecondsNow());
