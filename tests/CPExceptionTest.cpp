@@ -8,6 +8,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -184,4 +185,30 @@ TEST(DebugUtilities, LastErrorDisplayString) {
   EXPECT_EQ(withPrefix, "GetLastError() = " + systemText + " (2/0x2)");
   EXPECT_EQ(DebugUtilities::formatLastErrorDisplayString(0x7FFFFF01ul, false), "Unknown value (2147483393/0x7fffff01)");
   EXPECT_EQ(PlatformFacilities::getLastError(), 77u);
+}
+
+TEST(CPException, WhatMayBeCalledFromSeveralThreadsOnOneObject) {
+  // One exception object shared by threads, as a rethrown exception_ptr is.
+  for (int round = 0; round < 20; ++round) {
+    const std::exception_ptr shared = std::make_exception_ptr(
+        CPExceptionFile("shared message", 3, DebugContextCopy("shared.cpp", 9, "Shared::Throw")));
+    std::vector<std::string> texts(4);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      threads.emplace_back([&shared, &texts, i] {
+        try {
+          std::rethrow_exception(shared);
+        } catch (const std::exception& e) {
+          texts[i] = e.what();
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    for (const std::string& text : texts) {
+      EXPECT_EQ(text, texts[0]);
+      EXPECT_NE(text.find("shared message"), std::string::npos);
+    }
+  }
 }

@@ -313,3 +313,17 @@ TEST(CPStringUtils, FailedConversionLeavesTheDestinationAsItWas) {
   CPStringUtils::narrowAndAppend(text.substr(0, 39), destination);
   EXPECT_EQ(destination.size(), 4u + 38u + 2u);
 }
+
+TEST(CPStringUtils, AFailedAppendLeavesTheDestinationAsItWas) {
+  std::string destination = "keep";
+  const std::u32string badCodePoint = {U'x', U'y', static_cast<char32_t>(0x110000)};
+  const std::wstring loneLead = {L'x', L'y', static_cast<wchar_t>(0xD800)};
+  const std::wstring loneTrail = {L'x', L'y', static_cast<wchar_t>(0xDC00)};
+  EXPECT_THROW(CPStringUtils::narrowAndAppend(badCodePoint, destination), utf8::CPExceptionInvalidCodePoint);
+  EXPECT_EQ(destination, "keep");
+  EXPECT_THROW(CPStringUtils::narrowAndAppend(loneLead, destination), utf8::CPExceptionInvalidUtf16);
+  EXPECT_EQ(destination, "keep");
+  CPString text("abc");
+  EXPECT_THROW(text += loneTrail, utf8::CPExceptionInvalidUtf16);
+  EXPECT_EQ(text.utf8StdString(), "abc");
+}

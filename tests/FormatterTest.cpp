@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -147,4 +148,18 @@ TEST(Formatter, LastErrorSurvivesFormatting) {
     EXPECT_EQ(e.getLastErrorValue(), 31u);
   }
   EXPECT_EQ(PlatformFacilities::getLastError(), 31u);
+}
+
+TEST(Formatter, ExtremeStarWidthsFloatingIntegersAndFlaggedPercent) {
+  // A flagged "%" writes one percent sign and uses no argument.
+  EXPECT_EQ(formatToStdString("[%5%] %d", 42), "[%] 42");
+  // Star widths are limited, whatever the argument.
+  EXPECT_EQ(formatToStdString("%*d", std::numeric_limits<int>::min(), 5).size(), 100000u);
+  EXPECT_EQ(formatToStdString("%*d|", 3e10, 5).size(), 100001u);
+  EXPECT_EQ(formatToStdString("%.*d", -5, 7), "7");
+  // Floating values under integer conversions saturate instead of overflowing.
+  EXPECT_EQ(formatToStdString("%d", 1e300), "9223372036854775807");
+  EXPECT_EQ(formatToStdString("%d", -1e300), "-9223372036854775808");
+  EXPECT_EQ(formatToStdString("%d", std::numeric_limits<double>::quiet_NaN()), "0");
+  EXPECT_EQ(formatToStdString("%d", 2.9), "2");
 }

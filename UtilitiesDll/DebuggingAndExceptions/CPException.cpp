@@ -31,14 +31,14 @@ CPException::CPException(CPException&& other) noexcept
       m_lastErrorValue(other.m_lastErrorValue),
       m_debugContext(std::move(other.m_debugContext)),
       m_message(std::move(other.m_message)),
-      m_whatBuffer(std::move(other.m_whatBuffer)) {}
+      m_whatBuffer(other.m_whatBuffer.exchange(nullptr)) {}
 
 CPException& CPException::operator=(const CPException& other) {
   if (this != &other) {
     m_lastErrorValue = other.m_lastErrorValue;
     m_debugContext = other.m_debugContext;
     m_message = other.m_message;
-    m_whatBuffer.reset();
+    delete[] m_whatBuffer.exchange(nullptr);
   }
   return *this;
 }
@@ -48,12 +48,14 @@ CPException& CPException::operator=(CPException&& other) noexcept {
     m_lastErrorValue = other.m_lastErrorValue;
     m_debugContext = std::move(other.m_debugContext);
     m_message = std::move(other.m_message);
-    m_whatBuffer = std::move(other.m_whatBuffer);
+    delete[] m_whatBuffer.exchange(other.m_whatBuffer.exchange(nullptr));
   }
   return *this;
 }
 
-CPException::~CPException() = default;
+CPException::~CPException() {
+  delete[] m_whatBuffer.load();
+}
 
 void CPException::log(signed char /*verbosityLevel*/) const {}
 
@@ -67,24 +69,30 @@ void CPException::setExceptionMessage(std::string&& message) {
 
 const char* CPException::what() const noexcept {
   PlatformFacilities::LastErrorPreserver preserveLastError;
-  if (!m_whatBuffer) {
-    m_whatBuffer.reset(new (std::nothrow) char[kWhatBufferCharacters]);
-    if (!m_whatBuffer) {
-      return "";
-    }
+  if (char* existing = m_whatBuffer.load(std::memory_order_acquire)) {
+    return existing;
   }
-  m_whatBuffer[0] = '\0';
+  char* fresh = new (std::nothrow) char[kWhatBufferCharacters];
+  if (fresh == nullptr) {
+    return "";
+  }
+  fresh[0] = '\0';
   try {
     const std::string logString = getLogString();
     // All or nothing: a text that does not fit with its terminator is left out
     // entirely rather than cut in the middle.
     if (logString.size() + 1 <= kWhatBufferCharacters) {
-      std::memcpy(m_whatBuffer.get(), logString.c_str(), logString.size() + 1);
+      std::memcpy(fresh, logString.c_str(), logString.size() + 1);
     }
   } catch (...) {
-    m_whatBuffer[0] = '\0';
+    fresh[0] = '\0';
   }
-  return m_whatBuffer.get();
+  char* expected = nullptr;
+  if (m_whatBuffer.compare_exchange_strong(expected, fresh, std::memory_order_acq_rel, std::memory_order_acquire)) {
+    return fresh;
+  }
+  delete[] fresh;  // another thread installed the same text first
+  return expected;
 }
 
 std::string CPException::getReadableTypeName(const std::type_info& type) {

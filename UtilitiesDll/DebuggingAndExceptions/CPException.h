@@ -20,6 +20,7 @@
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "hdUtilitiesExport.h"
 
+#include <atomic>
 #include <exception>
 #include <memory>
 #include <string>
@@ -34,7 +35,8 @@ class HDU_API CPException : public std::exception {
 
   // The log string, copied whole into a 2,048-character buffer, or an empty
   // text when it does not fit with its terminator. Never throws; keeps the
-  // thread's last-error value.
+  // thread's last-error value. The text is built once and then reused (the
+  // log string of an exception does not change unless its message is set).
   const char* what() const noexcept override;
   virtual int getExceptionTypeByNumericCode() const = 0;
   // A hook for classes that write themselves to the log; does nothing here.
@@ -88,7 +90,11 @@ class HDU_API CPException : public std::exception {
   unsigned long m_lastErrorValue = 0;
   DebugContextCopy m_debugContext;
   std::string m_message;
-  mutable std::unique_ptr<char[]> m_whatBuffer;
+  // The 2,048-character text of what(), built by the first call and kept:
+  // installed atomically, so that threads sharing one exception object (an
+  // exception_ptr rethrown on several threads) may call what() together.
+  // Owned by this object; a new message drops it.
+  mutable std::atomic<char*> m_whatBuffer{nullptr};
 };
 
 // Declares one concrete exception class: the three constructors of every

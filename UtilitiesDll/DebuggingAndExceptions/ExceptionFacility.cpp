@@ -95,8 +95,8 @@ void ExceptionFacility::reportAndProcessCaughtException(const std::exception& ex
   try {
     title = makeCaughtExceptionTitle(catchSite);
     const auto* cpException = dynamic_cast<const CPException*>(&exception);
-    typeName = cpException != nullptr ? cpException->getExceptionType()
-                                      : CPException::getReadableTypeName(typeid(exception));
+    typeName =
+        cpException != nullptr ? cpException->getExceptionType() : CPException::getReadableTypeName(typeid(exception));
     messages = makeCaughtExceptionMessages(exception, catchSite, whatWasHappening, lastError);
   } catch (...) {
     // Out of memory (or a formatting failure) while composing: say what we can.

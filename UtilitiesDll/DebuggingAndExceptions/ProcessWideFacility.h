@@ -53,7 +53,10 @@ class ProcessWideFacility {
   ProcessWideFacility& operator=(const ProcessWideFacility&) = default;
   ProcessWideFacility& operator=(ProcessWideFacility&&) noexcept = default;
   // A destroyed facility refuses every call, like one not yet constructed.
-  ~ProcessWideFacility() { m_validityTag = 0; }
+  // The store is volatile: a store into an object that is ending its life is
+  // otherwise removed by the optimiser, and code running during unload reads
+  // the tag after the destructor has run.
+  ~ProcessWideFacility() { *static_cast<volatile std::uint32_t*>(&m_validityTag) = 0; }
 
  private:
   std::uint32_t m_validityTag;

@@ -131,6 +131,13 @@ void utf16ToUtf8Checked(const Unit* units, std::size_t length, std::string& out)
 template <class Unit>
 void utf32ToUtf8Checked(const Unit* units, std::size_t length, std::string& out) {
   static_assert(sizeof(Unit) == 4);
+  // Every value is checked before anything is written, so a failure leaves
+  // `out` as it was.
+  for (std::size_t i = 0; i < length; ++i) {
+    if (!utf8::internal::is_code_point_valid(static_cast<std::uint32_t>(units[i]))) {
+      HDU_THROW(utf8::CPExceptionInvalidCodePoint, HDU_DEBUG_CONTEXT("utf8::append"), "Code point can't be appended.");
+    }
+  }
   out.reserve(out.size() + length);
   for (std::size_t i = 0; i < length; ++i) {
     const auto code = static_cast<std::uint32_t>(units[i]);
@@ -203,10 +210,22 @@ std::size_t lengthOf(const CharT* text) {
   return text == nullptr ? 0 : std::char_traits<CharT>::length(text);
 }
 
+void wideUtf32ToUtf8CheckedAppending(const wchar_t* units, std::size_t length, std::string& out);
+
 // 32-bit wchar_t text (Linux) is UTF-32, but a UTF-16 surrogate pair met in
 // it (text that came unit by unit from a 16-bit source) is joined as on
 // Windows, and a broken pair is reported as it is there.
 void wideUtf32ToUtf8Checked(const wchar_t* units, std::size_t length, std::string& out) {
+  const std::size_t base = out.size();
+  try {
+    wideUtf32ToUtf8CheckedAppending(units, length, out);
+  } catch (...) {
+    out.resize(base);  // a failure leaves `out` as it was
+    throw;
+  }
+}
+
+void wideUtf32ToUtf8CheckedAppending(const wchar_t* units, std::size_t length, std::string& out) {
   out.reserve(out.size() + length);
   for (std::size_t i = 0; i < length; ++i) {
     auto code = static_cast<std::uint32_t>(units[i]);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <new>
 #include <string>
 
@@ -24,8 +25,10 @@ namespace {
 // block pointer-aligned (a free block stores a pointer in its first word). The
 // block size the pool reports stays the one it was given (raised to 4): on a
 // 64-bit build a 4-byte block simply occupies 8 bytes.
-std::size_t blockStride(std::uint32_t blockSize) noexcept {
-  const std::size_t size = std::max<std::size_t>(blockSize, sizeof(void*));
+// The stride is computed in 64 bits: on a 32-bit build a block size near 4 GB
+// must not wrap around to a tiny stride.
+std::uint64_t blockStride(std::uint32_t blockSize) noexcept {
+  const std::uint64_t size = std::max<std::uint64_t>(blockSize, sizeof(void*));
   return (size + alignof(void*) - 1) / alignof(void*) * alignof(void*);
 }
 
@@ -65,7 +68,8 @@ FixedBlockSizeMemoryPool::~FixedBlockSizeMemoryPool() {
   }
   // The validity tag goes first: a pool being destroyed can no longer take
   // part in combining.
-  m_validityTag = 0;
+  // Volatile, so that the optimiser keeps this store into a dying object.
+  *static_cast<volatile std::uint32_t*>(&m_validityTag) = 0;
   m_freeListHead = nullptr;
   if (m_freeChunksOnDestruction) {
     ChunkHeader* chunk = m_chunkListHead;
@@ -79,8 +83,15 @@ FixedBlockSizeMemoryPool::~FixedBlockSizeMemoryPool() {
 }
 
 void FixedBlockSizeMemoryPool::AddChunk() {
-  const std::size_t stride = blockStride(m_blockSize);
-  void* memory = ::operator new(sizeof(ChunkHeader) + stride * m_blocksPerChunk);
+  const std::uint64_t wideStride = blockStride(m_blockSize);
+  // A chunk larger than the address space can hold (a 32-bit build asked for
+  // huge blocks or very many of them) is refused instead of wrapping around.
+  const std::uint64_t chunkBytes = sizeof(ChunkHeader) + wideStride * m_blocksPerChunk;
+  if (chunkBytes > std::numeric_limits<std::size_t>::max() / 2) {
+    throw std::bad_alloc();
+  }
+  const auto stride = static_cast<std::size_t>(wideStride);
+  void* memory = ::operator new(static_cast<std::size_t>(chunkBytes));
   auto* chunk = new (memory) ChunkHeader{m_chunkListHead};
   m_chunkListHead = chunk;
   ++m_chunkCount;

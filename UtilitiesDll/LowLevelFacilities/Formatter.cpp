@@ -5,8 +5,11 @@
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -229,6 +232,21 @@ unsigned long long asUnsigned(const FormatArgument& argument) {
   }
 }
 
+// A floating-point value truncated toward zero, saturated at the ends of the
+// 64-bit range (NaN gives 0), for integer conversions of floating arguments.
+long long truncatedToLongLong(double value) {
+  if (std::isnan(value)) {
+    return 0;
+  }
+  if (value >= 9223372036854775807.0) {
+    return std::numeric_limits<long long>::max();
+  }
+  if (value <= -9223372036854775808.0) {
+    return std::numeric_limits<long long>::min();
+  }
+  return static_cast<long long>(value);
+}
+
 void writeInteger(Buffer& out, const ConversionParts& parts, bool isSignedConversion, long long signedValue,
                   unsigned long long unsignedValue) {
   char conversion = parts.conversion;
@@ -423,7 +441,7 @@ void formatOne(Buffer& out, const ConversionParts& parts, const FormatArgument& 
     case 'o': {
       const bool signedConversion = (conversion == 'd' || conversion == 'i');
       if (kind == FormatArgumentKind::FloatingPoint) {
-        const long long truncated = static_cast<long long>(argument.floatingValue);
+        const long long truncated = truncatedToLongLong(argument.floatingValue);
         writeInteger(out, parts, signedConversion, truncated, static_cast<unsigned long long>(truncated));
       } else if (kind == FormatArgumentKind::Pointer) {
         const auto value = static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(argument.pointerValue));
@@ -486,17 +504,17 @@ bool isPlainSizeModifier(char c) {
   return c == 'l' || c == 'h' || c == 'L' || c == 'Z' || c == 'j' || c == 'q' || c == 't' || c == 'z';
 }
 
+// A star width or precision, limited to +-100,000 (no field is wider).
 int integerArgumentValue(const FormatArgument& argument) {
+  long long value = 0;
   if (argument.kind == FormatArgumentKind::SignedInteger) {
-    return static_cast<int>(argument.signedValue);
+    value = argument.signedValue;
+  } else if (argument.kind == FormatArgumentKind::UnsignedInteger || argument.kind == FormatArgumentKind::Character) {
+    value = asSigned(argument);
+  } else if (argument.kind == FormatArgumentKind::FloatingPoint) {
+    value = truncatedToLongLong(argument.floatingValue);
   }
-  if (argument.kind == FormatArgumentKind::UnsignedInteger || argument.kind == FormatArgumentKind::Character) {
-    return static_cast<int>(asSigned(argument));
-  }
-  if (argument.kind == FormatArgumentKind::FloatingPoint) {
-    return static_cast<int>(argument.floatingValue);
-  }
-  return 0;
+  return static_cast<int>(std::clamp(value, -100000LL, 100000LL));
 }
 
 }  // namespace
@@ -561,8 +579,13 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
         conversionSpec.convertMultibyteFormatSpecifierCharacterToWideCharacterSpecifier();
       }
     }
-    ConversionParts parts = readConversionParts(conversionSpec);
     cursor = conversionSpec.getEndOfFormatSpecificationInOriginalString();
+    if (conversionSpec.isSinglePercentCharacter()) {
+      // "%5%" and the like: a percent sign, and no argument is used.
+      buffer.push_back('%');
+      continue;
+    }
+    ConversionParts parts = readConversionParts(conversionSpec);
 
     if (parts.widthFromArgument) {
       if (next == argumentCount) {
@@ -572,9 +595,6 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
       const int width = integerArgumentValue(arguments[next++]);
       parts.leftAlign = parts.leftAlign || width < 0;
       parts.width = width < 0 ? -width : width;
-      if (parts.width > 100000) {
-        parts.width = 100000;
-      }
     }
     if (parts.precisionFromArgument) {
       if (next == argumentCount) {
@@ -582,7 +602,7 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
         return;
       }
       const int precision = integerArgumentValue(arguments[next++]);
-      parts.precision = precision < 0 ? -1 : (precision > 100000 ? 100000 : precision);
+      parts.precision = precision < 0 ? -1 : precision;
     }
     if (next == argumentCount) {
       copyRemainingFormat(buffer, percent);

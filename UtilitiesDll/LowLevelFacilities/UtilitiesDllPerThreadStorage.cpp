@@ -53,9 +53,12 @@ UtilitiesDllPerThreadStorage& UtilitiesDllPerThreadStorage::GetUtilitiesDllPerTh
   }
   PlatformFacilities::CriticalSectionLock lock(g_perThreadStorageLock);
   if (t_perThreadStorage == nullptr) {
+    // Everything that can fail comes before the blocks of the pool for new
+    // threads move: should memory run out, they stay where they were.
+    g_perThreadStorages.reserve(g_perThreadStorages.size() + 1);
     auto storage = std::make_unique<UtilitiesDllPerThreadStorage>();
     storage->m_sharedPtrMemoryPool.CombineOtherMemoryPoolWithThisOne(m_soSharedPtrMemoryPoolForNewThreads);
-    g_perThreadStorages.push_back(std::move(storage));
+    g_perThreadStorages.push_back(std::move(storage));  // no reallocation: cannot throw
     t_perThreadStorage = g_perThreadStorages.back().get();
   }
   return *t_perThreadStorage;
@@ -115,8 +118,16 @@ std::unique_ptr<UtilitiesDllPerThreadStorage> UtilitiesDllPerThreadStorage::Comb
 
 void UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach() noexcept {
   PlatformFacilities::CriticalSectionLock lock(g_perThreadStorageLock);
-  std::unique_ptr<UtilitiesDllPerThreadStorage> survivor =
-      CombineAndFreeStorages(g_perThreadStorages, t_perThreadStorage);
+  // The list is taken out first, and a calling thread without storage of its
+  // own adopts the first one at once: destroying the other storages releases
+  // shared pointers, which must find this thread's storage instead of
+  // creating a new one in the list being walked.
+  std::vector<std::unique_ptr<UtilitiesDllPerThreadStorage>> storages;
+  storages.swap(g_perThreadStorages);
+  if (t_perThreadStorage == nullptr && !storages.empty()) {
+    t_perThreadStorage = storages.front().get();
+  }
+  std::unique_ptr<UtilitiesDllPerThreadStorage> survivor = CombineAndFreeStorages(storages, t_perThreadStorage);
   g_markerWord.store(0, std::memory_order_release);
   if (!survivor) {
     return;
