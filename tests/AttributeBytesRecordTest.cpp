@@ -522,3 +522,22 @@ TEST(AttributeBytesReader, WalksRecordsAndKeepsItsPlaceOnFailure) {
   EXPECT_TRUE(out.IsEqual(samples[0]));
   EXPECT_EQ(AttributeBytesReader(nullptr, 5).GetLength(), 0u);
 }
+
+TEST(AttributeBytesRecord, TextsLongerThanACountedStringHoldsAreRefusedBeforeWriting) {
+  AttributeBytesRawList list;
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(6), AttributeBytesIntegerValue(42)));
+  const ByteBuffer before = list.GetAttributeBytesRawListState();
+  const CXString longest(std::u16string(32767, u'A'));
+  const CXString tooLong(std::u16string(32768, u'A'));
+  // 32,767 units are written and read back.
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(7), AttributeBytesStringValue(longest)));
+  EXPECT_EQ(list.GetAttributeBytesCount(), 2u);
+  // 32,768 are refused, in values and in names, and the list is unchanged.
+  AttributeBytesRawList other(before);
+  EXPECT_THROW(other.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(8), AttributeBytesStringValue(tooLong))),
+               CPExceptionInvalidArgument);
+  EXPECT_THROW(
+      other.AddAttributeBytes(AttributeBytes(AttributeBytesNewFeatureId(tooLong), AttributeBytesIntegerValue(1))),
+      CPExceptionInvalidArgument);
+  EXPECT_EQ(other.GetAttributeBytesRawListState(), before);
+}

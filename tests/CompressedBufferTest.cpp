@@ -479,3 +479,18 @@ TEST(CabCompressedBuffer, CabinetDataIsCarriedWithoutConversion) {
   EXPECT_TRUE(restored.empty());
   EXPECT_EQ(CabCompressedBuffer::GetNameOfFileInCabinet(), std::string("CompressedBuffer.dat"));
 }
+
+TEST(ZlibCompressedBuffer, AForgedLargeOriginalSizeIsCheckedBeforeAnythingIsAllocated) {
+  // A zlib stream header, 2 MB of junk and a footer that claims 2,000,000,000 bytes
+  // (within the 1032:1 bound): the junk is found before the claim is believed.
+  ByteBuffer forged;
+  forged.push_back(0x78);
+  forged.push_back(0x9C);
+  for (int i = 0; i < 2 * 1024 * 1024; ++i) {
+    forged.push_back(static_cast<unsigned char>(i * 131 + 7));
+  }
+  CompressedBuffer::AppendFooterInfo(forged, 2000000000L, -1, CFE_ZLIB);
+  ByteBuffer out;
+  EXPECT_THROW(ZlibCompressedBuffer::UncompressData(forged, out), CPExceptionCompression);
+  EXPECT_TRUE(out.empty());
+}

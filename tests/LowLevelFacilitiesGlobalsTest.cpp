@@ -1,9 +1,9 @@
 #include "DesktopUtilitiesLibraryHost.h"
-#include "UtilitiesLibraryHost.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/MeridianPlatformUtilities.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/ProcessContextInfo.h"
+#include "UtilitiesLibraryHost.h"
 
 #include <gtest/gtest.h>
 

@@ -183,8 +183,8 @@ TEST(PersistentAttributes, RealisticStatesRoundTripByteForByte) {
   }
 
   // Bytes after the end of the stream are ignored, as zlib ignores them.
-  const ByteBuffer padded = concat({ByteBuffer(state.begin(), state.end() - 13), hexBytes("00 11 22"),
-                                    ByteBuffer(state.end() - 13, state.end())});
+  const ByteBuffer padded = concat(
+      {ByteBuffer(state.begin(), state.end() - 13), hexBytes("00 11 22"), ByteBuffer(state.end() - 13, state.end())});
   EXPECT_EQ(PersistentAttributes(padded, true, nullptr).GetPersistentAttributesState(), state);
 
   // One namespace's records; a missing one gives false and an empty list.
@@ -506,4 +506,32 @@ TEST(PersistentAttributesInterop, WritesPersistedStateForOtherReaders) {
   ASSERT_TRUE(compression_test::writeFile(folder + separator + "persisted_state.bin", state));
   ASSERT_TRUE(compression_test::writeFile(folder + separator + "persisted_state.abns", nameSpacesStateOf(nameSpaces)));
   EXPECT_EQ(PersistentAttributes(state, true, nullptr).GetPersistentAttributesState(), state);
+}
+
+TEST(PersistentAttributes, CheckingEveryRecordFollowsNestedListsToALimitedDepth) {
+  // A namespace whose list holds `nesting` list values one inside the other.
+  const auto stateWithNesting = [](unsigned nesting) {
+    AttributeBytesRawList list;
+    list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(7)));
+    for (unsigned i = 0; i < nesting; ++i) {
+      AttributeBytesRawList outer;
+      outer.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(2), AttributeBytesListValue(0, list)));
+      list = outer;
+    }
+    AttributeBytesNameSpaces nameSpaces(DriverVersion(1, 2, 3, 4));
+    nameSpaces.AddNameSpace(AttributeBytesNameSpacesId(1), list);
+    return PersistentAttributes(nameSpaces).GetPersistentAttributesState();
+  };
+  PersistentAttributes imported;
+  DriverVersion version;
+  EXPECT_TRUE(imported.ImportPersistentAttributesState(stateWithNesting(31), version, true, true));
+  const ByteBuffer tooDeep = stateWithNesting(32);
+  try {
+    imported.ImportPersistentAttributesState(tooDeep, version, true, true);
+    FAIL() << "no exception";
+  } catch (const CPExceptionMissingOrBadPersistentAttributesFormat& e) {
+    EXPECT_STREQ(e.getExceptionMessage(), "The namespaces state holds list values nested deeper than 32 levels.");
+  }
+  // Without the check the records are taken on trust.
+  EXPECT_TRUE(imported.ImportPersistentAttributesState(tooDeep, version, true, false));
 }

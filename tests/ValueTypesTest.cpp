@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 TEST(Number, RoundingAddsJustUnderOneHalfThenTruncates) {
   EXPECT_EQ(Number::RoundToInt32(2.5), 2);
   EXPECT_EQ(Number::RoundToInt32(2.500001), 3);
@@ -28,6 +30,9 @@ TEST(Dimension, StoredInMicronsAndComparedAsLengths) {
     EXPECT_EQ(Dimension::FromStorageValue(microns).GetStorageValue(), microns);
   }
   EXPECT_EQ(Dimension(-1.6, DIMENSION_UNIT_MICRONS).GetStorageValue(), -1);
+  // A length is stored with the rounding rule, negative ones too.
+  EXPECT_EQ(Dimension(-5, DIMENSION_UNIT_MILLIMETERS).GetStorageValue(), -4999);
+  EXPECT_EQ(Dimension(-5, DIMENSION_UNIT_MILLIMETERS), Dimension::FromStorageValue(-5000));
   EXPECT_TRUE(Dimension(1, DIMENSION_UNIT_MILLIMETERS) < Dimension(1, DIMENSION_UNIT_CENTIMETERS));
   EXPECT_EQ(Dimension(3, static_cast<DimensionUnitEnum>(42)).GetUnit(), DIMENSION_UNIT_MICRONS);
   EXPECT_EQ(letterWidth.GetDisplayString(), "8.5 in");
@@ -40,6 +45,13 @@ TEST(UtcTime, CalendarConversionAndTime64Offset) {
   EXPECT_EQ(UtcTime(0).GetIso8601String(), "1970-01-01T00:00:00Z");
   EXPECT_EQ(UtcTime(-1).GetIso8601String(), "1969-12-31T23:59:59Z");
   EXPECT_EQ(UtcTime(2000, 2, 29, 12, 0, 0).GetIso8601String(), "2000-02-29T12:00:00Z");
+  // The ends of the 64-bit range have no calendar form and no overflow.
+  const std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+  EXPECT_EQ(UtcTime(lowest).GetIso8601String(), "-9223372036854775808 seconds since 1970-01-01T00:00:00Z");
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  UtcTime(lowest).GetDateTime(year, month, day, hour, minute, second);
+  EXPECT_EQ(year, std::numeric_limits<int>::min());
+  EXPECT_EQ(UtcTime(253402300799LL).GetIso8601String(), "9999-12-31T23:59:59Z");
 
   UtcTime parsed;
   EXPECT_TRUE(parsed.SetFromIso8601String("2026-11-21T04:40:33Z"));

@@ -13,6 +13,10 @@
 
 namespace {
 
+// Up to this original size the one-call decompression allocates what the
+// footer says at once; above it the stream is measured first.
+constexpr std::size_t kLargestSizeAllocatedOnTheFootersWord = 4u << 20;
+
 // The footer stores sizes as signed 32-bit values.
 constexpr unsigned long kMaximumOriginalSize = 0x7FFFFFFFUL;
 
@@ -223,6 +227,20 @@ void ZlibCompressedBuffer::UncompressData(const unsigned char* compressed, unsig
   // One byte more than expected, so that a stream one byte too long is told
   // apart from one that fits exactly.
   const std::size_t expected = static_cast<std::size_t>(originalSize);
+  if (expected > kLargestSizeAllocatedOnTheFootersWord) {
+    // A large original size is taken on trust only once the stream has shown
+    // it: a forged footer must not make a few bytes of input cost gigabytes.
+    unsigned long long total = 0;
+    const int countResult = countZlibOutput(compressed, compressedSize, total);
+    if (countResult != Z_STREAM_END) {
+      throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
+                     "ZlibCompressedBuffer::uncompressData(): ZLIB returned an error (%s) from uncompress()!",
+                     countResult);
+    }
+    if (total != expected) {
+      throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"), total, originalSize);
+    }
+  }
   ByteBuffer result(expected + 1, 0);
   uLongf produced = static_cast<uLongf>(result.size());
   const int code = uncompress(result.data(), &produced, compressed, static_cast<uLong>(compressedSize));

@@ -3,8 +3,6 @@
 #include "General/Number.h"
 #include "LowLevelFacilities/Formatter.h"
 
-#include <cmath>
-
 namespace {
 bool isKnownUnit(DimensionUnitEnum unit) {
   return unit >= DIMENSION_UNIT_INCHES && unit <= DIMENSION_UNIT_MICRONS;
@@ -64,18 +62,16 @@ double Dimension::GetValueIn(DimensionUnitEnum unit) const noexcept {
 }
 
 std::int32_t Dimension::GetStorageValue() const noexcept {
-  const double microns = GetValueIn(DIMENSION_UNIT_MICRONS);
-  // A whole number of microns (every dimension read from storage) is kept
-  // exactly: the rounding rule would move a negative one towards zero, and a
-  // record read and written again must not change.
-  if (microns >= -2147483648.0 && microns <= 2147483647.0 && microns == std::trunc(microns)) {
-    return static_cast<std::int32_t>(microns);
+  if (m_isStoredValue) {
+    return static_cast<std::int32_t>(m_value);
   }
-  return Number::RoundToInt32(microns);
+  return Number::RoundToInt32(GetValueIn(DIMENSION_UNIT_MICRONS));
 }
 
 Dimension Dimension::FromStorageValue(std::int32_t microns) noexcept {
-  return Dimension(static_cast<double>(microns), DIMENSION_UNIT_MICRONS);
+  Dimension dimension(static_cast<double>(microns), DIMENSION_UNIT_MICRONS);
+  dimension.m_isStoredValue = true;
+  return dimension;
 }
 
 std::string Dimension::GetDisplayString() const {

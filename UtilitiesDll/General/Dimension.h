@@ -7,8 +7,10 @@
 //   6 thousandths of an inch, 7 hundredths of a millimetre,
 //   8 microns (thousandths of a millimetre): the unit in which dimensions are
 //     stored in attribute bytes, as a 32-bit integer (enough for +-2,147
-//     metres). A whole number of microns is stored as it is; any other length
-//     is rounded with Number::RoundToInt32.
+//     metres) made with Number::RoundToInt32 (add 0.499999, truncate), so
+//     -5 mm is stored as -4999. A dimension read from storage
+//     (FromStorageValue) keeps its stored integer and writes it back
+//     unchanged, so reading and writing a record never moves a value.
 // Two dimensions are equal when they are the same length, whatever their units
 // (compared in microns).
 
@@ -38,8 +40,8 @@ class HDU_API Dimension {
   double GetValue() const noexcept { return m_value; }
   DimensionUnitEnum GetUnit() const noexcept { return m_unit; }
   double GetValueIn(DimensionUnitEnum unit) const noexcept;
-  // The stored form: whole microns as they are, others rounded with
-  // Number::RoundToInt32.
+  // The stored form: the stored integer of a dimension read from storage,
+  // otherwise its length in microns rounded with Number::RoundToInt32.
   std::int32_t GetStorageValue() const noexcept;
   static Dimension FromStorageValue(std::int32_t microns) noexcept;
 
@@ -58,4 +60,5 @@ class HDU_API Dimension {
  private:
   double m_value = 0.0;
   DimensionUnitEnum m_unit = DIMENSION_UNIT_MICRONS;
+  bool m_isStoredValue = false;
 };

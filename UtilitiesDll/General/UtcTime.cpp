@@ -3,7 +3,9 @@
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <limits>
 
 namespace {
 
@@ -27,12 +29,13 @@ void civilFromDays(std::int64_t days, int& year, int& month, int& day) {
   const unsigned monthIndex = (5 * dayOfYear + 2) / 153;
   day = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
   month = static_cast<int>(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
-  year = static_cast<int>(static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0));
+  const std::int64_t fullYear = static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0);
+  year = static_cast<int>(
+      std::clamp<std::int64_t>(fullYear, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-std::int64_t floorDivide(std::int64_t a, std::int64_t b) {
-  return a / b - ((a % b != 0 && (a < 0) != (b < 0)) ? 1 : 0);
-}
+constexpr std::int64_t kFirstCalendarSecond = -62135596800LL;  // 0001-01-01T00:00:00Z
+constexpr std::int64_t kLastCalendarSecond = 253402300799LL;   // 9999-12-31T23:59:59Z
 
 }  // namespace
 
@@ -45,8 +48,13 @@ UtcTime UtcTime::Now() noexcept {
 }
 
 void UtcTime::GetDateTime(int& year, int& month, int& day, int& hour, int& minute, int& second) const noexcept {
-  const std::int64_t days = floorDivide(m_seconds, 86400);
-  const std::int64_t secondsOfDay = m_seconds - days * 86400;
+  // Split without multiplying back, which could overflow at the ends of the range.
+  std::int64_t days = m_seconds / 86400;
+  std::int64_t secondsOfDay = m_seconds % 86400;
+  if (secondsOfDay < 0) {
+    secondsOfDay += 86400;
+    --days;
+  }
   civilFromDays(days, year, month, day);
   hour = static_cast<int>(secondsOfDay / 3600);
   minute = static_cast<int>(secondsOfDay / 60 % 60);
@@ -54,6 +62,11 @@ void UtcTime::GetDateTime(int& year, int& month, int& day, int& hour, int& minut
 }
 
 std::string UtcTime::GetIso8601String() const {
+  // Years 1 to 9999 have a calendar form; other values are shown as they are.
+  if (m_seconds < kFirstCalendarSecond || m_seconds > kLastCalendarSecond) {
+    return InternalHaldenCP::formatToStdString("%lld seconds since 1970-01-01T00:00:00Z",
+                                               static_cast<long long>(m_seconds));
+  }
   int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
   GetDateTime(year, month, day, hour, minute, second);
   return InternalHaldenCP::formatToStdString("%04d-%02d-%02dT%02d:%02d:%02dZ", year, month, day, hour, minute, second);

@@ -25,7 +25,8 @@ class HDU_API UtcTime {
 
   std::int64_t GetSecondsSinceEpoch() const noexcept { return m_seconds; }
   void GetDateTime(int& year, int& month, int& day, int& hour, int& minute, int& second) const noexcept;
-  // "2026-11-21T04:40:33Z".
+  // "2026-11-21T04:40:33Z" for years 1 to 9999; other values as
+  // "<n> seconds since 1970-01-01T00:00:00Z".
   std::string GetIso8601String() const;
   // Parses the form GetIso8601String writes; false (and no change) otherwise.
   bool SetFromIso8601String(const std::string& text);

@@ -63,6 +63,12 @@ HDU_API bool convertUtf8ToUtf16(const char* bytes, std::size_t count, std::u16st
 // Windows; ISO-8859-1 with "?" for characters outside it on POSIX. Lossy.
 HDU_API bool convertUtf16ToAnsi(const char16_t* units, std::size_t count, std::string& out);
 
+// ---- standard streams -------------------------------------------------------------
+// Switches standard input and output to binary mode, so that bytes pass
+// unchanged (Windows translates line ends in text mode; POSIX has no text
+// mode, so nothing changes there). For tools that read or write binary data.
+HDU_API void useBinaryModeForStandardStreams() noexcept;
+
 // ---- debugger ----------------------------------------------------------------
 // Writes text to the debugger channel (OutputDebugStringA; standard error on
 // POSIX). Never fails and never changes the last-error value.

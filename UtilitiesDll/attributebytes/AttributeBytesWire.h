@@ -5,6 +5,7 @@
 // factories write it, but appended in place so that a record is built in one
 // buffer without temporaries. Reading goes through ByteBuffer's walkers.
 
+#include "DebuggingAndExceptions/CPException.h"
 #include "General/ByteBuffer.h"
 #include "LowLevelFacilities/CXString.h"
 
@@ -57,9 +58,17 @@ inline void appendLong32(ByteBuffer& out, long value) {
   appendUInt32(out, static_cast<std::uint32_t>(value));
 }
 
-// The counted string form, as ByteBuffer::createCountedStringFormatFromString
-// writes it: the length truncated to 16 bits, then exactly that many units.
+// The counted string form of a record: a 16-bit count, then the units. Counts
+// are read back as signed 16-bit values, so a text of more than 32,767 units
+// could be written but never read again (and would take the records behind it
+// along): such a text is refused here, before the record is written.
 inline void appendCountedString(ByteBuffer& out, const CXString& text) {
+  if (text.length() > 32767) {
+    HDU_THROW(CPExceptionInvalidArgument, HDU_DEBUG_CONTEXT("AttributeBytesWire::appendCountedString"),
+              "A text of %u UTF-16 code units cannot be stored in attribute bytes: counted strings hold at most "
+              "32,767.",
+              static_cast<unsigned>(text.length()));
+  }
   const auto count = static_cast<std::uint16_t>(text.length());
   appendUInt16(out, count);
   const char16_t* units = text.data();

@@ -117,12 +117,16 @@ class WellKnownNameSpaceDisplayHelper : public IAttributeBytesDebugDisplayHelper
 struct PendingList {
   AttributeBytesSharedPtr owner;
   const AttributeBytesRawList* list;
+  unsigned depth;  // 1 for a namespace's own list
 };
 
 // Parses every record of every namespace, lists nested in list values
 // included. The walk keeps a work list instead of recursing, so that deeply
 // nested lists cannot exhaust the stack, and a list is finished before the
 // lists inside it are walked, so that only the pending lists are held.
+// Each nested list is parsed from its own copy of the bytes, so the work
+// grows with the size times the depth: lists nested deeper than
+// PersistentAttributes::kMaximumCheckedListDepth fail the check.
 void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
   std::vector<PendingList> pending;
   const AttributeBytesIndexedList& top = nameSpaces.GetNameSpacesIndexedList();
@@ -136,7 +140,7 @@ void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
                 "The namespaces state holds a record that is not a namespace list (%s, %s).",
                 id.GetDebugDisplayString(), value.GetTypeDebugDisplayString());
     }
-    pending.push_back({record, &value.GetListValue().GetValue()});
+    pending.push_back({record, &value.GetListValue().GetValue(), 1});
   }
   while (!pending.empty()) {
     const PendingList current = std::move(pending.back());
@@ -145,7 +149,13 @@ void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
     while (AttributeBytesSharedPtr record = current.list->GetNextAttributeBytesFromRawListIterator(iterator)) {
       const AttributeBytesValue& value = record->GetAttributeBytesValue();
       if (value.IsList()) {
-        pending.push_back({record, &value.GetListValue().GetValue()});
+        if (current.depth >= PersistentAttributes::kMaximumCheckedListDepth) {
+          HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
+                    HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
+                    "The namespaces state holds list values nested deeper than %u levels.",
+                    static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth));
+        }
+        pending.push_back({record, &value.GetListValue().GetValue(), current.depth + 1});
       }
     }
   }

@@ -100,8 +100,10 @@
 //    every top-level record to be a namespace (an "ABIDE_NAMESPACE" id with
 //    a list value); a damaged record then fails the import with the
 //    exception of the primitive that ran out (or of the record factories),
-//    a record that is not a namespace with
-//    CPExceptionMissingOrBadPersistentAttributesFormat. False takes the
+//    a record that is not a namespace, or list values nested more than
+//    kMaximumCheckedListDepth (32) levels deep (a namespace's own list is
+//    level 1), with CPExceptionMissingOrBadPersistentAttributesFormat.
+//    False takes the
 //    records on trust as the raw lists do, and a damaged one fails later,
 //    when it is read. The importing constructor does not check every record.
 //
@@ -182,6 +184,9 @@ struct HDU_API PersistentAttributesHeaderType {
 
 class HDU_API PersistentAttributes {
  public:
+  // How deep checkEveryRecord follows list values inside list values.
+  enum : unsigned { kMaximumCheckedListDepth = 32 };
+
   // The well-known namespaces.
   enum : long {
     kDataModelDocPropNameSpace = 1,

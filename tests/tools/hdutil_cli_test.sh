@@ -29,6 +29,7 @@ grep -q "NewFeature('psk:PageMediaSize') *OPTION *NewValue('psk:ISOA4')" out.txt
 grep -q 'Feature(1205) *INTEGER *45  <unspecified>' out.txt || fail "sample: unspecified record"
 grep -q 'format version    0x20070001 (current)' out.txt || fail "sample: header"
 grep -q 'Driver version      7.48.0.1.0.0.0.999' out.txt || fail "sample: driver version"
+grep -q '^Canonical form      yes' out.txt || fail "sample: canonical form line"
 expect_status 0 "sample" "$hdutil" sample -o sample.bin
 header=$(head -c 16 sample.bin | od -An -tx1 | tr -d ' \n')
 [ "$header" = "1000000001000720070004000000e703" ] || fail "sample header bytes $header"
@@ -39,6 +40,23 @@ expect_status 0 "inspect --json" "$hdutil" inspect sample.bin --json
 mv out.txt sample.json
 expect_status 0 "encode" "$hdutil" encode sample.json -o again.bin
 cmp -s sample.bin again.bin || fail "encode of inspect --json is not byte-identical"
+
+# A state with bytes after the compressed data reads, is reported as not
+# canonical, and comes back from encode in the library's form.
+python3 -c "
+d = open('sample.bin', 'rb').read()
+open('trailing.bin', 'wb').write(d[:-13] + b'xyz' + d[-13:])"
+expect_status 0 "inspect of a non-canonical state" "$hdutil" inspect trailing.bin
+grep -q "^Canonical form      no: encode writes the same settings in the library's form (625 bytes)" out.txt ||
+  fail "trailing bytes: canonical form line"
+expect_status 0 "inspect --json of a non-canonical state" "$hdutil" inspect trailing.bin --json
+mv out.txt trailing.json
+expect_status 0 "encode of a non-canonical state" "$hdutil" encode trailing.json -o trailing-again.bin
+cmp -s sample.bin trailing-again.bin || fail "encode does not write the library's form of a non-canonical state"
+
+# Binary data through standard input and output.
+"$hdutil" sample >piped.bin && cmp -s sample.bin piped.bin || fail "sample through standard output"
+expect_status 0 "inspect from standard input" bash -c "'$hdutil' inspect - <sample.bin"
 
 # The same state as hex text (with and without blanks) and as a registry export.
 expect_status 0 "sample --hex" "$hdutil" sample --hex -o sample.hex
@@ -113,6 +131,19 @@ grep -q "Size of decompressed data (1119) doesn't match" <("$hdutil" inspect bad
 printf '{"driverVersion": [1, 2, 3], "namespaces": []}' >broken.json
 expect_status 2 "encode of a bad document" "$hdutil" encode broken.json
 grep -q '^hdutil: bad JSON: driverVersion must hold 4 numbers' err.txt || fail "encode: bad JSON message"
+python3 - <<'PY'
+import json
+records = [{"id": {"type": "FEATURE", "featureId": 1}, "value": {"type": "INTEGER", "specified": True, "value": 7}}]
+for _ in range(40):
+    records = [{"id": {"type": "FEATURE", "featureId": 2},
+                "value": {"type": "LIST", "specified": True, "kindOfList": 0, "records": records}}]
+document = {"driverVersion": [1, 2, 3, 4], "namespaces": [
+    {"id": {"type": "NAMESPACE", "nameSpaceId": 1},
+     "value": {"type": "LIST", "specified": True, "kindOfList": 0, "records": records}}]}
+json.dump(document, open("deep.json", "w"))
+PY
+expect_status 2 "lists nested 40 deep" "$hdutil" encode deep.json
+grep -q 'nested deeper than 32 levels' err.txt || fail "deep nesting: message ($(cat err.txt))"
 expect_status 2 "missing file" "$hdutil" inspect does-not-exist.bin
 expect_status 2 "unknown option" "$hdutil" inspect --frobnicate
 

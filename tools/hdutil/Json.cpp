@@ -125,7 +125,7 @@ class Parser {
   }
 
   Json parseValue(int depth) {
-    if (depth > 64) {
+    if (depth > 256) {
       fail("nesting is too deep");
     }
     skipSpace();

@@ -163,6 +163,15 @@ PersistedState loadPersistedState(const ByteBuffer& bytes) {
     state.footerSize = footerSize;
     state.compressedSize = compressed.size() - footerSize;
   }
+  // Whether encode gives back these very bytes (older headers, trailing bytes,
+  // non-canonical flag bytes and the like come back in the library's form).
+  try {
+    const ByteBuffer canonical = encodePersistedState(persistedStateToJson(state, ""));
+    state.canonicalSize = canonical.size();
+    state.canonical = canonical == bytes;
+  } catch (const std::exception&) {
+    state.canonical = false;  // the facts read cannot be written back as they are
+  }
   return state;
 }
 
@@ -180,6 +189,13 @@ void printPersistedState(std::ostream& out, const PersistedState& state, const s
                            state.compressionLevel, state.footerSize);
   out << formatToStdString("  sizes             %u bytes compressed, %ld bytes original\n",
                            static_cast<unsigned>(state.compressedSize), state.originalSize);
+  if (state.canonical) {
+    out << "Canonical form      yes (encode of inspect --json gives back these bytes)\n";
+  } else {
+    out << formatToStdString(
+        "Canonical form      no: encode writes the same settings in the library's form (%u bytes)\n",
+        static_cast<unsigned>(state.canonicalSize));
+  }
   out << formatToStdString("Driver version      %s  [%s]\n",
                            state.driverVersion.GetVersionDisplayString().utf8StdString(),
                            versionWords(state.driverVersion));
@@ -203,6 +219,7 @@ Json persistedStateToJson(const PersistedState& state, const std::string& source
   Json document = Json::object();
   document.set("source", source);
   document.set("totalSize", static_cast<long long>(state.totalSize));
+  document.set("canonical", state.canonical);
   Json header = Json::object();
   header.set("present", state.hasHeader);
   header.set("headerSize", static_cast<long long>(state.headerSize));
@@ -244,20 +261,19 @@ ByteBuffer encodePersistedState(const Json& document) {
   ByteBuffer bytes = PersistentAttributes(nameSpaces).GetPersistentAttributesState();
 
   // The header as the document gives it (an older creator keeps its stamp).
+  // The creator version as the document gives it (a state keeps its creator's
+  // stamp). States are always written with the current header: an older or
+  // missing one, as inspect reports it, is read but never written.
   if (document.has("header")) {
     const Json& header = document.at("header", "the document");
-    const long long headerSize = header.at("headerSize", "header").asInteger("header.headerSize");
-    if (headerSize != static_cast<long long>(kHeaderSize)) {
-      throw JsonError("header.headerSize must be 16");
-    }
+    const bool present = !header.has("present") || header.at("present", "header").asBool("header.present");
     const std::string formatVersion = header.at("formatVersion", "header").asString("header.formatVersion");
-    if (formatVersion != formatToStdString("0x%08X", kCurrentFormatVersion)) {
-      throw JsonError("header.formatVersion must be the current 0x20070001: older forms are read, never written");
-    }
-    const std::vector<std::uint16_t> creator =
-        wordsFromJson(header.at("creatorVersion", "header"), 4, "header.creatorVersion");
-    for (std::size_t i = 0; i < 4; ++i) {
-      writeLittleEndian(bytes, 8 + 2 * i, creator[i], 2);
+    if (present && formatVersion == formatToStdString("0x%08X", kCurrentFormatVersion)) {
+      const std::vector<std::uint16_t> creator =
+          wordsFromJson(header.at("creatorVersion", "header"), 4, "header.creatorVersion");
+      for (std::size_t i = 0; i < 4; ++i) {
+        writeLittleEndian(bytes, 8 + 2 * i, creator[i], 2);
+      }
     }
   }
 

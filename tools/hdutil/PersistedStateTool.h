@@ -28,6 +28,10 @@ struct PersistedState {
   int compressionFormat = 0;
   int compressionLevel = 0;
   long originalSize = 0;
+  // Whether encoding the same facts gives back exactly the input bytes, and
+  // how long the library's own form of the state is.
+  bool canonical = false;
+  std::size_t canonicalSize = 0;
   // The namespaces state inside.
   DriverVersion driverVersion;
   AttributeBytesNameSpaces nameSpaces;

@@ -90,7 +90,10 @@ const char* const kEncodeUsage =
     "\n"
     "Build the persisted settings state that a JSON document (as written by\n"
     "'hdutil inspect --json', possibly edited) describes. A document written\n"
-    "by inspect gives back the original bytes.\n"
+    "by inspect gives back the original bytes when the state was in the\n"
+    "library's own form (inspect reports it as canonical); otherwise the same\n"
+    "settings are written in that form (current header, no bytes after the\n"
+    "compressed data, flag bytes as 0 or 1).\n"
     "\n"
     "Options:\n"
     "  -o, --output OUT write to OUT instead of standard output\n"
@@ -319,6 +322,8 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // States travel through standard input and output as raw bytes.
+  PlatformFacilities::useBinaryModeForStandardStreams();
   try {
     return run(argc, argv);
   } catch (const UsageError& e) {

@@ -148,6 +148,8 @@ bool convertUtf16ToAnsi(const char16_t* units, std::size_t count, std::string& o
   return true;
 }
 
+void useBinaryModeForStandardStreams() noexcept {}
+
 void writeToDebuggerChannel(const char* text) noexcept {
   LastErrorPreserver preserve;
   if (text == nullptr) {

@@ -4,6 +4,11 @@
 
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+
 #include <cwchar>
 #include <string>
 
@@ -164,6 +169,11 @@ bool convertUtf8ToUtf16(const char* bytes, std::size_t count, std::u16string& ou
   }
   out.resize(start + static_cast<size_t>(written));
   return true;
+}
+
+void useBinaryModeForStandardStreams() noexcept {
+  ::_setmode(::_fileno(stdin), _O_BINARY);
+  ::_setmode(::_fileno(stdout), _O_BINARY);
 }
 
 void writeToDebuggerChannel(const char* text) noexcept {
