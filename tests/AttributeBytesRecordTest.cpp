@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-using abtest::concat;
 using abtest::Expected;
 using abtest::expectThrow;
 using abtest::hexBytes;

@@ -121,7 +121,7 @@ TEST(CPException, NoexceptLocationAndConstructorsAndCopies) {
   const CPExceptionOutOfRange e(7, DebugContextCopy(DebugContextReference("a.cpp", 12, "A::B", true)));
   EXPECT_EQ(e.getExceptionDebugContext().getLogString(), "a.cpp (line 12) in A::B (noexcept)");
   EXPECT_STREQ(e.getExceptionMessage(), "");
-  const CPExceptionOutOfRange copy(e);
+  const CPExceptionOutOfRange copy(e);  // NOLINT(performance-unnecessary-copy-initialization): the copy is tested
   EXPECT_STREQ(copy.what(), e.what());
   EXPECT_EQ(copy.getLastErrorValue(), 7u);
   std::string moved = "moved text";

@@ -10,16 +10,17 @@
 #include <climits>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace compression_test;
 
 namespace {
 
-const std::string kMissingFooterPrefix = "Footer information missing (buffer is ";
+constexpr std::string_view kMissingFooterPrefix = "Footer information missing (buffer is ";
 
 std::string missingFooterMessage(std::size_t size) {
-  return kMissingFooterPrefix + std::to_string(size) +
+  return std::string(kMissingFooterPrefix) + std::to_string(size) +
          " bytes versus footer size of 13, 12, or 8) OR signature bytes were invalid (yes). CompressedBuffer "
          "ByteBuffer is invalid!";
 }

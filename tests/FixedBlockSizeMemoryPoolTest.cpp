@@ -44,7 +44,7 @@ TEST(FixedBlockSizeMemoryPool, GeometryIsRaisedToItsMinimums) {
     blocks.push_back(static_cast<unsigned char*>(pool.AllocateFromPool(1)));
     EXPECT_EQ(pool.GetCounters().chunks, i < 2 ? 1u : 2u);
     EXPECT_EQ(pool.GetFreeBlockCount(), i < 2 ? 1u - i : 1u);
-    std::memset(blocks.back(), 0xA0 + i, 4);
+    std::memset(blocks.back(), static_cast<int>(0xA0 + i), 4);
   }
   for (unsigned i = 0; i < 3; ++i) {
     for (unsigned byte = 0; byte < 4; ++byte) {

@@ -86,7 +86,8 @@ TEST(Formatter, ConversionsAsPrintfWritesThem) {
   EXPECT_EQ(formatToStdString("%s and %d", true, 'A'), "1 and 65");
   EXPECT_EQ(formatToStdString("%d", static_cast<std::uint32_t>(0x80004005u)), "-2147467259");
   EXPECT_EQ(formatToStdString("%u", static_cast<std::int8_t>(-1)), "255");
-  const void* pointer = reinterpret_cast<const void*>(static_cast<std::uintptr_t>(0xABCDu));
+  const void* pointer =
+      reinterpret_cast<const void*>(static_cast<std::uintptr_t>(0xABCDu));  // NOLINT(performance-no-int-to-ptr)
   EXPECT_EQ(formatToStdString("0x%p", pointer), sizeof(void*) == 8 ? "0x000000000000ABCD" : "0x0000ABCD");
   EXPECT_EQ(formatToStdString("%s", static_cast<const char*>(nullptr)), "(null)");
 }

@@ -46,7 +46,7 @@ TEST(HldSharedPtr, OwnershipCountsAndControlBlockFromThisThreadsPool) {
     HldSharedPtr<Counted> second = first;
     EXPECT_EQ(first.use_count(), 2u);
     HldSharedPtr<Counted> third = std::move(second);
-    EXPECT_FALSE(second);
+    EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): the moved-from state is the point
     EXPECT_EQ(third.use_count(), 2u);
     EXPECT_TRUE(third == first);
     second = third;
@@ -96,6 +96,7 @@ TEST(HldSharedPtr, SharedAcrossThreadsTheObjectIsDeletedExactlyOnce) {
   HldSharedPtr<Counted> shared(new Counted(5));
   std::atomic<bool> go{false};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&shared, &go] {
       while (!go) {
@@ -151,7 +152,7 @@ TEST(HldUniquePtr, AlwaysOwnedAndOrdered) {
   {
     HldUniquePtr<Counted> owner(new Counted(3));
     HldUniquePtr<Counted> taker = std::move(owner);
-    EXPECT_FALSE(owner);
+    EXPECT_FALSE(owner);  // NOLINT(bugprone-use-after-move): the moved-from state is the point
     EXPECT_EQ(taker->value, 3);
     Counted* released = taker.release();
     EXPECT_FALSE(taker);

@@ -82,10 +82,12 @@ TEST(UtilitiesDllPerThreadStorage, UnloadCleanUpLeavesEveryBlockInOnePool) {
   // of our own.
   for (int callingIndex : {-1, 1}) {
     std::vector<std::unique_ptr<Storage>> storages;
+    storages.reserve(3);
     for (int i = 0; i < 3; ++i) {
       storages.push_back(std::make_unique<Storage>());
     }
     std::vector<FixedBlockSizeMemoryPool*> pools;
+    pools.reserve(storages.size());
     for (const auto& storage : storages) {
       pools.push_back(&storage->GetSharedPtrMemoryPoolOfThisStorage());
     }

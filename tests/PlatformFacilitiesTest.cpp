@@ -92,6 +92,7 @@ void countOnce(void* context) {
 TEST(PlatformFacilities, RunOnceRunsExactlyOnceAcrossThreadsAndLockIsRecursive) {
   int value = 0;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] { pf::runOnce(g_onceFlag, &countOnce, &value); });
   }
@@ -104,6 +105,7 @@ TEST(PlatformFacilities, RunOnceRunsExactlyOnceAcrossThreadsAndLockIsRecursive) 
   pf::CriticalSection section;
   long counter = 0;
   std::vector<std::thread> writers;
+  writers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     writers.emplace_back([&] {
       for (int j = 0; j < 10000; ++j) {

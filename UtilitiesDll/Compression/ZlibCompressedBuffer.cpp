@@ -22,8 +22,8 @@ constexpr unsigned long kMaximumOriginalSize = 0x7FFFFFFFUL;
 
 // The streaming decompressor's first output step, and the scratch size used
 // to count output beyond the expected size.
-constexpr std::size_t kInitialStreamOutput = 64 * 1024;
-constexpr std::size_t kCountingScratchSize = 16 * 1024;
+constexpr std::size_t kInitialStreamOutput = std::size_t{64} * 1024;
+constexpr std::size_t kCountingScratchSize = std::size_t{16} * 1024;
 
 const char* zlibErrorName(int code) noexcept {
   switch (code) {
@@ -59,11 +59,11 @@ std::string zlibErrorText(int code, const char* detail = nullptr) {
 
 [[noreturn]] void throwZlibError(DebugContextReference&& site, const char* format, int code,
                                  const char* detail = nullptr) {
-  HDU_THROW(CPExceptionCompression, std::move(site), format, zlibErrorText(code, detail));
+  HDU_THROW(CPExceptionCompression, DebugContextReference(site), format, zlibErrorText(code, detail));
 }
 
 [[noreturn]] void throwSizeMismatch(DebugContextReference&& site, unsigned long long actual, long expected) {
-  HDU_THROW(CPExceptionCompression, std::move(site),
+  HDU_THROW(CPExceptionCompression, DebugContextReference(site),
             "ZlibCompressedBuffer::uncompressData(): Uncompressed data size (%ld) doesn't match the expected size of "
             "the original data (%ld)!",
             actual, static_cast<long long>(expected));

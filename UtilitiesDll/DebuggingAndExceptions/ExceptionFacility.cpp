@@ -168,19 +168,19 @@ int ExceptionFacility::processCrtDebugReport(int reportType, const wchar_t* mess
 bool CPException::allowForExceptionDebug(const char* exceptionTypeName, const std::string& message,
                                          unsigned long lastError, DebugContextReference&& throwSite) {
   return LowLevelFacilitiesGlobals::getExceptionFacility().allowForExceptionDebug(exceptionTypeName, message, lastError,
-                                                                                  std::move(throwSite));
+                                                                                  DebugContextReference(throwSite));
 }
 
 void CPException::reportAndProcessCaughtException(const std::exception& exception, DebugContextReference&& catchSite,
                                                   const std::string& whatWasHappening) {
-  LowLevelFacilitiesGlobals::getExceptionFacility().reportAndProcessCaughtException(exception, std::move(catchSite),
-                                                                                    whatWasHappening);
+  LowLevelFacilitiesGlobals::getExceptionFacility().reportAndProcessCaughtException(
+      exception, DebugContextReference(catchSite), whatWasHappening);
 }
 
 void CPException::reportAndProcessUnknownCaughtException(DebugContextReference&& catchSite,
                                                          const std::string& whatWasHappening) {
-  LowLevelFacilitiesGlobals::getExceptionFacility().reportAndProcessUnknownCaughtException(std::move(catchSite),
-                                                                                           whatWasHappening);
+  LowLevelFacilitiesGlobals::getExceptionFacility().reportAndProcessUnknownCaughtException(
+      DebugContextReference(catchSite), whatWasHappening);
 }
 
 int CPException::HaldenCrtDbgReportHook(int reportType, wchar_t* message, int* returnValue) {

@@ -32,8 +32,8 @@ constexpr char kLowerHexDigits[] = "0123456789abcdef";
 [[noreturn]] __attribute__((noinline, cold)) void throwNotEnoughBytes(DebugContextReference&& site,
                                                                       unsigned int remaining, std::uint32_t needed,
                                                                       const char* message = kNotEnoughBytesMessage) {
-  HDU_THROW(CPExceptionNotEnoughBytesForDesiredDataType, std::move(site), message, static_cast<long long>(remaining),
-            static_cast<long long>(needed));
+  HDU_THROW(CPExceptionNotEnoughBytesForDesiredDataType, DebugContextReference(site), message,
+            static_cast<long long>(remaining), static_cast<long long>(needed));
 }
 
 template <unsigned Width>
@@ -595,6 +595,8 @@ bool ByteBuffer::ConvertValueToSingleHexChar(unsigned char value, wchar_t& out, 
 }
 
 bool ByteBuffer::ConvertSingleHexCharToValue(wchar_t character, unsigned char& out, bool /*unusedFlag*/) {
+  // A wide code unit (signed on Linux) taken as its value, not a char.
+  // NOLINTNEXTLINE(bugprone-signed-char-misuse)
   const auto code = static_cast<std::int64_t>(character);
   unsigned char value;
   if (code >= '0' && code <= '9') {

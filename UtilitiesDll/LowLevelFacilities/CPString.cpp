@@ -947,7 +947,8 @@ CPString& CPString::insert(SizeCodePoints32Struct position, const char* utf8, un
 
 CPString& CPString::insert(SizeCodePoints32Struct position, const CPString& text) {
   if (&text == this) {
-    const CPString copy(text);
+    // Inserting into itself: the text must not move while it is read.
+    const CPString copy(text);  // NOLINT(performance-unnecessary-copy-initialization)
     return insert(position, copy);
   }
   return insert(position, text.m_string.data(), static_cast<unsigned>(text.m_string.size()));
@@ -966,7 +967,8 @@ CPString& CPString::insert(SizeRawBytes32Struct position, const char* utf8, unsi
 
 CPString& CPString::insert(SizeRawBytes32Struct position, const CPString& text) {
   if (&text == this) {
-    const CPString copy(text);
+    // Inserting into itself: the text must not move while it is read.
+    const CPString copy(text);  // NOLINT(performance-unnecessary-copy-initialization)
     return insert(position, copy);
   }
   return insert(position, text.m_string.data(), static_cast<unsigned>(text.m_string.size()));

@@ -14,6 +14,8 @@ std::u16string fromWide(const wchar_t* text, std::size_t length) {
     // UTF-32 to UTF-16; values that are not code points become U+FFFD.
     result.reserve(length);
     for (std::size_t i = 0; i < length; ++i) {
+      // A wide code unit (signed on Linux) taken as its value, not a char.
+      // NOLINTNEXTLINE(bugprone-signed-char-misuse)
       auto code = static_cast<std::uint32_t>(text[i]);
       if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
         code = 0xFFFD;

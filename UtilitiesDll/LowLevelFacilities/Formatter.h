@@ -126,7 +126,8 @@ FormatArgument makeFormatArgument(const T& value) {
   } else if constexpr (std::is_integral_v<U> && std::is_signed_v<U>) {
     a.kind = FormatArgumentKind::SignedInteger;
     a.byteSize = sizeof(U);
-    a.signedValue = value;
+    // Sign-extended as printf extends a promoted char.
+    a.signedValue = value;  // NOLINT(bugprone-signed-char-misuse)
   } else if constexpr (std::is_integral_v<U>) {
     a.kind = FormatArgumentKind::UnsignedInteger;
     a.byteSize = sizeof(U);

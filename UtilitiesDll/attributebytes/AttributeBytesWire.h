@@ -73,11 +73,11 @@ inline void appendCountedString(ByteBuffer& out, const CXString& text) {
   appendUInt16(out, count);
   const char16_t* units = text.data();
   const std::size_t start = out.size();
-  out.resize(start + 2u * count);
+  out.resize(start + std::size_t{2} * count);
   unsigned char* destination = out.data() + start;
   for (std::uint16_t i = 0; i < count; ++i) {
-    destination[2 * i] = static_cast<unsigned char>(units[i]);
-    destination[2 * i + 1] = static_cast<unsigned char>(units[i] >> 8);
+    *destination++ = static_cast<unsigned char>(units[i]);
+    *destination++ = static_cast<unsigned char>(units[i] >> 8);
   }
 }
 

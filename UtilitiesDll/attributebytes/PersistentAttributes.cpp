@@ -208,7 +208,7 @@ PersistentAttributesHeaderType PersistentAttributesHeaderType::FromBytes(const u
   header.m_headerSize = readLittleEndian32(bytes);
   header.m_formatVersion = readLittleEndian32(bytes + 4);
   for (int i = 0; i < 4; ++i) {
-    header.m_creatorVersion[i] = readLittleEndian16(bytes + 8 + 2 * i);
+    header.m_creatorVersion[i] = readLittleEndian16(bytes + 8 + std::ptrdiff_t{2} * i);
   }
   return header;
 }

@@ -410,7 +410,7 @@ void Json::dumpTo(std::string& out, int indent, int depth) const {
   const auto newline = [&](int level) {
     if (indent > 0) {
       out.push_back('\n');
-      out.append(static_cast<std::size_t>(indent * level), ' ');
+      out.append(static_cast<std::size_t>(indent) * static_cast<std::size_t>(level), ' ');
     }
   };
   switch (m_type) {

@@ -44,12 +44,12 @@ CXString textFromJson(const Json& json, const std::string& where) {
   return CXString::fromUtf8(json.asString(where));
 }
 
-long int32FromJson(const Json& json, const std::string& where) {
+std::int32_t int32FromJson(const Json& json, const std::string& where) {
   const long long value = json.asInteger(where);
   if (value < -2147483648LL || value > 2147483647LL) {
     throw JsonError(where + " is outside the 32-bit range");
   }
-  return static_cast<long>(value);
+  return static_cast<std::int32_t>(value);
 }
 
 short int16FromJson(const Json& json, const std::string& where) {
