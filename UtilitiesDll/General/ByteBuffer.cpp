@@ -3,6 +3,7 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/CPStringUtils.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/WideCodeUnit.h"
 
 #include <algorithm>
 #include <climits>
@@ -595,9 +596,7 @@ bool ByteBuffer::ConvertValueToSingleHexChar(unsigned char value, wchar_t& out, 
 }
 
 bool ByteBuffer::ConvertSingleHexCharToValue(wchar_t character, unsigned char& out, bool /*unusedFlag*/) {
-  // A wide code unit (signed on Linux) taken as its value, not a char.
-  // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-  const auto code = static_cast<std::int64_t>(character);
+  const auto code = static_cast<std::int64_t>(wideCodeUnitValue(character));
   unsigned char value;
   if (code >= '0' && code <= '9') {
     value = static_cast<unsigned char>(code - '0');

@@ -8,6 +8,7 @@
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/Utf8CheckedDecoding.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
+#include "LowLevelFacilities/WideCodeUnit.h"
 
 #include <cctype>
 #include <cstring>
@@ -228,9 +229,7 @@ void wideUtf32ToUtf8Checked(const wchar_t* units, std::size_t length, std::strin
 void wideUtf32ToUtf8CheckedAppending(const wchar_t* units, std::size_t length, std::string& out) {
   out.reserve(out.size() + length);
   for (std::size_t i = 0; i < length; ++i) {
-    // A wide code unit (signed on Linux) taken as its value, not a char.
-    // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-    auto code = static_cast<std::uint32_t>(units[i]);
+    auto code = wideCodeUnitValue(units[i]);
     if (code < 0x80) {
       out.push_back(static_cast<char>(code));
       continue;
@@ -240,9 +239,7 @@ void wideUtf32ToUtf8CheckedAppending(const wchar_t* units, std::size_t length, s
         HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
                   "Reached the end of the character sequence. No trail surrogate.");
       }
-      // A wide code unit (signed on Linux) taken as its value, not a char.
-      // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-      const auto trail = static_cast<std::uint32_t>(units[++i]);
+      const auto trail = wideCodeUnitValue(units[++i]);
       if (!utf8::internal::is_trail_surrogate(trail)) {
         HDU_THROW(utf8::CPExceptionInvalidUtf16, HDU_DEBUG_CONTEXT("utf8::utf16to8"),
                   "Expected this to be a trail surrogate, but is_trail_surrogate() failed.");
@@ -314,9 +311,7 @@ void narrowWideLowLevel(const wchar_t* text, std::size_t length, std::string& ou
     // conversion of UTF-16 does; never fails.
     out.reserve(out.size() + length);
     for (std::size_t i = 0; i < length; ++i) {
-      // A wide code unit (signed on Linux) taken as its value, not a char.
-      // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-      auto code = static_cast<std::uint32_t>(text[i]);
+      auto code = wideCodeUnitValue(text[i]);
       if (code >= 0xD800 && code <= 0xDBFF && i + 1 < length) {
         code = code * 1024 + static_cast<std::uint32_t>(text[++i]) - 56613888u;
       }

@@ -3,6 +3,7 @@
 #include "LowLevelFacilities/CPString.h"
 #include "LowLevelFacilities/CPStringUtils.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
+#include "LowLevelFacilities/WideCodeUnit.h"
 
 namespace {
 
@@ -14,9 +15,7 @@ std::u16string fromWide(const wchar_t* text, std::size_t length) {
     // UTF-32 to UTF-16; values that are not code points become U+FFFD.
     result.reserve(length);
     for (std::size_t i = 0; i < length; ++i) {
-      // A wide code unit (signed on Linux) taken as its value, not a char.
-      // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-      auto code = static_cast<std::uint32_t>(text[i]);
+      auto code = wideCodeUnitValue(text[i]);
       if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
         code = 0xFFFD;
       }

@@ -5,6 +5,7 @@
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
+#include "LowLevelFacilities/WideCodeUnit.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -223,9 +224,7 @@ unsigned FixedBlockSizeMemoryPool::WriteDisplayString(wchar_t* buffer, unsigned 
     std::size_t length = std::min<std::size_t>(wide.size(), capacity - 1);
     // Never leave half of a UTF-16 pair at the cut.
     if (sizeof(wchar_t) == 2 && length > 0 && length < wide.size()) {
-      // A wide code unit (signed on Linux) taken as its value, not a char.
-      // NOLINTNEXTLINE(bugprone-signed-char-misuse)
-      const auto last = static_cast<std::uint32_t>(wide[length - 1]);
+      const auto last = wideCodeUnitValue(wide[length - 1]);
       if (last >= 0xD800 && last <= 0xDBFF) {
         --length;
       }
