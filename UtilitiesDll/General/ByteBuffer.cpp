@@ -219,58 +219,52 @@ ByteBuffer ByteBuffer::createFromHexBinaryString(const CXString& text) {
 
 // ---- whole-buffer readers --------------------------------------------------------
 
+namespace {
+
+// A whole-buffer reader: the walker applied from the buffer's first byte.
+template <class Result>
+Result readWholeBuffer(const ByteBuffer& buffer, Result (*walk)(const unsigned char*&, unsigned int&)) {
+  const unsigned char* cursor = buffer.data();
+  unsigned int remaining = remainingCountOf(buffer);
+  return walk(cursor, remaining);
+}
+
+}  // namespace
+
 long ByteBuffer::getAsLongValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetLong(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetLong);
 }
 
 int ByteBuffer::getAsIntValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetInt(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetInt);
 }
 
 long long ByteBuffer::getAsLong64Value() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetLong64(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetLong64);
 }
 
 long long ByteBuffer::getAsTime64Value() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetTime64(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetTime64);
 }
 
 short ByteBuffer::getAsShortValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetShort(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetShort);
 }
 
 unsigned short ByteBuffer::getAsWordValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetWord(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetWord);
 }
 
 unsigned char ByteBuffer::getAsByteValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetByte(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetByte);
 }
 
 bool ByteBuffer::getAsBoolValue() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetBool(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetBool);
 }
 
 CXString ByteBuffer::getAsStringValueFromCountedStringFormat() const {
-  const unsigned char* cursor = data();
-  unsigned int remaining = remainingCountOf(*this);
-  return WalkBufferToGetCountedString(cursor, remaining);
+  return readWholeBuffer(*this, &WalkBufferToGetCountedString);
 }
 
 CXString ByteBuffer::getAsHexBinaryString() const {
