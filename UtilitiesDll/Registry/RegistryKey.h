@@ -196,7 +196,7 @@ class HDU_API RegistryKey {
   bool EnumValueNames(std::vector<CXString>& names) const;
   // The data (not the names) of the REG_SZ values, in enumeration order,
   // converted as GetStringValue converts; other types are skipped. The result
-  // is EnumValueNames'.
+  // is EnumValueNames'; reading a value throws as GetValue does.
   bool EnumStringValues(std::vector<CXString>& values) const;
   // How many RegEnumKeyExW / RegEnumValueW calls with a 520-character buffer
   // succeed from index 0 before the first failure; 0 without a system call
@@ -220,7 +220,9 @@ class HDU_API RegistryKey {
   // KEY_READ (readers, DeleteOneRegistryValue with KEY_WRITE) or creates it
   // non-volatile with KEY_WRITE (writers), and reads with the typed getter or
   // writes with the typed setter. A key that cannot be opened or created
-  // gives the default or false. Any exception is handed to the exception
+  // gives the default or false; a write that was reached answers true, and
+  // DeleteOneRegistryValue answers whether RegDeleteValueW succeeded (false
+  // for a value that was not there). Any exception is handed to the exception
   // facility (ExceptionFacility::reportAndProcessCaughtException) under the
   // function's own name, and the default or false is returned: nothing
   // escapes.
