@@ -4,7 +4,8 @@
 //                      push_back/pop_back of a std::shared_ptr to the same kind of
 //                      object in a std::vector (the cost of every named operation)
 //   make_push_pop      the same with a new context each time (message only), made
-//                      by MakeBasicExecutionContext against std::make_shared
+//                      by MakeBasicExecutionContext against std::make_shared (one
+//                      allocation for object and count) and std::shared_ptr(new)
 //   make_push_pop_site the same with a full site (file path, function, message),
 //                      as drivers construct them
 //   name_lookup        ExecutionContextBase::GetDebugDisplayString, whose lookup
@@ -95,6 +96,23 @@ void makePushPopStd(benchmark::State& state) {
   reportAllocations(state, counter);
 }
 BENCHMARK(makePushPopStd)->Name("make_push_pop/std_vector_shared_ptr");
+
+// The peer with its object and control block allocated separately, as ours are
+// (the object from the heap, the control block from the thread's pool).
+void makePushPopStdFromNew(benchmark::State& state) {
+  std::vector<StdContextPtr> stack;
+  stack.reserve(ExecutionContextStack::kInitialCapacity);
+  int id = ECIE_NOT_SPECIFIED;
+  const hdbench::AllocationCounter counter;
+  for (auto _ : state) {
+    hdbench::opaque(id);
+    stack.push_back(StdContextPtr(new BasicExecutionContext(id, 0, CPString())));
+    hdbench::opaque(stack);
+    stack.pop_back();
+  }
+  reportAllocations(state, counter);
+}
+BENCHMARK(makePushPopStdFromNew)->Name("make_push_pop/std_vector_shared_ptr_new");
 
 void makePushPopSiteOurs(benchmark::State& state) {
   UtilitiesDllPerThreadStorage::GetExecutionContextStack();
