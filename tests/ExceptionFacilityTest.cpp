@@ -1,9 +1,11 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "DebuggingAndExceptions/DebugUtilities.h"
 #include "DebuggingAndExceptions/ExceptionFacility.h"
+#include "DebuggingAndExceptions/ExecutionContextStack.h"
 #include "DebuggingAndExceptions/MeridianFacilityHosts.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 #include "RecordingHosts.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +21,21 @@ namespace {
 const char* const kNote =
     "\n\nAnother message will follow with more information, unless memory issues prevent it from being displayed.";
 
+// What follows "Execution context:\t": "<unavailable>" while the calling thread
+// has no execution-context stack (the tests here do not give it one, but
+// another test may have), else the stack's display with "\n" line ends.
+std::string executionContextLine() {
+  const ExecutionContextStack* stack = UtilitiesDllPerThreadStorage::TryGetExecutionContextStackForErrorDisplay();
+  if (stack == nullptr) {
+    return "<unavailable>\n";
+  }
+  std::string display = stack->GetMultiLineDisplayString(true).utf8StdString();
+  for (std::size_t at = display.find("\r\n"); at != std::string::npos; at = display.find("\r\n", at)) {
+    display.erase(at, 1);
+  }
+  return display;
+}
+
 // The report lines for a site, with the version line taken from `report` itself
 // (the version text is the library's own build setting).
 std::string expectedReport(const std::string& path, const std::string& file, const std::string& function, int line,
@@ -33,7 +50,7 @@ std::string expectedReport(const std::string& path, const std::string& file, con
          InternalHaldenCP::formatToStdString("%lx", pid) + "\nThread:\t" + std::to_string(tid) + "|0x" +
          InternalHaldenCP::formatToStdString("%lx", tid) +
          "\nLast err (might be unrelated): " + DebugUtilities::formatLastErrorDisplayString(lastError, true) +
-         "\nWhile:\t" + whileText + "\nExecution context:\t<unavailable>\n";
+         "\nWhile:\t" + whileText + "\nExecution context:\t" + executionContextLine();
 }
 
 bool isVersionText(const std::string& report) {
@@ -74,7 +91,8 @@ TEST(DebugUtilities, ErrorContextReportLinesAndDetails) {
       DebugContextCopy("plain.cpp", 5, "f"), 0, "", "worker 7", "first\r\nsecond\n\nlast");
   EXPECT_NE(withDetails.find("Path:\tplain.cpp\nFile:\tplain.cpp\nMethod:\tf()\nLine:\t5\n"), std::string::npos);
   EXPECT_NE(withDetails.find("\nThread:\tworker 7\n"), std::string::npos);
-  const std::string tail = "Execution context:\t<unavailable>\n\nDetails:\n\tfirst\n\tsecond\n\t\n\tlast";
+  const std::string tail =
+      "Execution context:\t" + executionContextLine() + "\nDetails:\n\tfirst\n\tsecond\n\t\n\tlast";
   ASSERT_GE(withDetails.size(), tail.size());
   EXPECT_EQ(withDetails.substr(withDetails.size() - tail.size()), tail);
 }

@@ -1,5 +1,6 @@
 #include "DebuggingAndExceptions/DebugUtilities.h"
 
+#include "DebuggingAndExceptions/ExecutionContextStack.h"
 #include "LowLevelFacilities/FormatStringBuffer.h"
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/IPlatformUtilities.h"
@@ -13,14 +14,25 @@ namespace DebugUtilities {
 
 namespace {
 
-// The text after "Execution context:\t".
-const char* executionContextTextForThisThread() noexcept {
-  if (UtilitiesDllPerThreadStorage::TryGetExecutionContextStackForErrorDisplay() == nullptr) {
-    return "<unavailable>";
+// "Execution context:\t" and the calling thread's execution-context stack as
+// its multi-line display (heading, then one line per context, oldest first),
+// with the display's "\r\n" line ends written as the report's "\n"; or
+// "<unavailable>" when the thread has no stack.
+void appendExecutionContextLine(InternalHaldenCP::FormatStringBuffer<1024>& report) {
+  report.append("Execution context:\t");
+  const ExecutionContextStack* stack = UtilitiesDllPerThreadStorage::TryGetExecutionContextStackForErrorDisplay();
+  if (stack == nullptr) {
+    report.append("<unavailable>\n");
+    return;
   }
-  // No thread has a stack until the execution-context stacks exist; they
-  // show a thread's stack here (its GetStackString()).
-  return "<unavailable>";
+  const CPString display = stack->GetMultiLineDisplayString(true);
+  std::string_view rest(display.utf8StdString());
+  for (std::size_t lineEnd = rest.find("\r\n"); lineEnd != std::string_view::npos; lineEnd = rest.find("\r\n")) {
+    report.append(rest.substr(0, lineEnd));
+    report.push_back('\n');
+    rest.remove_prefix(lineEnd + 2);
+  }
+  report.append(rest);
 }
 
 void writeTitleAndTextToDebuggerChannel(const char* title, const char* text) noexcept {
@@ -68,7 +80,7 @@ std::string getErrorContextAndMessageDescription(const DebugContextCopy& site, u
   formatIntoBuffer(report, "Thread:\t%s\n", threadDescription);
   formatIntoBuffer(report, "Last err (might be unrelated): %s\n", formatLastErrorDisplayString(lastError, true));
   formatIntoBuffer(report, "While:\t%s\n", whatWasHappening);
-  formatIntoBuffer(report, "Execution context:\t%s\n", executionContextTextForThisThread());
+  appendExecutionContextLine(report);
   if (!details.empty()) {
     report.append("\nDetails:");
     std::string_view rest(details);

@@ -28,7 +28,10 @@ HDU_API std::string formatLastErrorDisplayString(unsigned long code, bool withPr
 //   "Thread:\t<threadDescription, or the calling thread's id as <id>|0x<hex> when it is empty>\n"
 //   "Last err (might be unrelated): <formatLastErrorDisplayString(lastError, true)>\n"
 //   "While:\t<whatWasHappening>\n"
-//   "Execution context:\t<unavailable>\n"   (the thread has no execution-context stack)
+//   "Execution context:\t<the thread's execution-context stack>\n": its multi-line
+//       display (ExecutionContextStack::GetMultiLineDisplayString(true), a heading
+//       and one line per context) with "\n" line ends, or "<unavailable>\n"
+//       when the thread has no stack
 // then, only when `details` is not empty, "\nDetails:" and "\n\t<line>" for
 // each of its lines (split at line breaks; carriage returns dropped). Keeps
 // the thread's last-error value.

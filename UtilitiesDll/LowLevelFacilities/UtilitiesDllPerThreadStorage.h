@@ -34,7 +34,7 @@ class ConstraintExecutionContextStack;
 
 // Deleters of the two stacks. The stack classes are only declared here; their
 // deleters are defined in DebuggingAndExceptions/ExecutionContextStackDeleters.cpp,
-// next to where the stacks themselves will be defined.
+// next to the stacks themselves.
 struct HDU_API ExecutionContextStackDeleter {
   void operator()(ExecutionContextStack* stack) const noexcept;
 };
@@ -80,10 +80,11 @@ class HDU_API UtilitiesDllPerThreadStorage {
   // anything, takes no lock, and answers null once the unload clean-up has
   // begun, so it is safe inside error handling and during unload.
   static ExecutionContextStack* TryGetExecutionContextStackForErrorDisplay() noexcept;
-  // GetExecutionContextStack() and GetConstraintExecutionContextStack(), which
-  // create a thread's stacks on first use, come with the execution-context
-  // stacks themselves; until those exist a storage's two stack pointers stay
-  // null.
+  // The calling thread's execution-context stacks, created (with the thread's
+  // storage, if need be) on first use; no lock. Defined with the stacks, in
+  // DebuggingAndExceptions/ExecutionContextStackDeleters.cpp.
+  static ExecutionContextStack& GetExecutionContextStack();
+  static ConstraintExecutionContextStack& GetConstraintExecutionContextStack();
 
   // Static initialisation: sets the marker word to 34567.
   static void InitializeDueToProcessAttach() noexcept;
