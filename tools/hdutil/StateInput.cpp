@@ -64,6 +64,13 @@ ByteBuffer readStream(std::FILE* stream, const std::string& name, std::size_t li
       throwTooLarge(name, limit);
     }
     const std::size_t wanted = std::min(kReadChunk, limit + 1 - used);
+    if (used + wanted > content.capacity()) {
+      // Doubling, but once a doubling would reach the limit, straight to the
+      // most the limit lets through: the buffer is never reallocated at the
+      // limit itself.
+      const std::size_t doubled = std::max(2 * content.capacity(), used + wanted);
+      content.reserve(doubled >= limit ? limit + 1 : doubled);
+    }
     content.resize(used + wanted);
     const std::size_t got = std::fread(content.data() + used, 1, wanted, stream);
     content.resize(used + got);
