@@ -165,7 +165,7 @@ TEST(HdutilPersistedState, SettingsAboveTheLimitAreRefusedBeforeDecompressing) {
     loadPersistedState(stateAround(junk, hdutil::kMaximumStateSize + 1));
     ADD_FAILURE() << "the size was not refused";
   } catch (const InputError& e) {
-    EXPECT_STREQ(e.what(), "the state holds 67108865 bytes of settings, above hdutil's limit of 64 MiB");
+    EXPECT_STREQ(e.what(), "the state holds 8388609 bytes of settings, above hdutil's limit of 8 MiB");
   }
   // At the limit the library judges the state (here: far too little data).
   EXPECT_THROW(loadPersistedState(stateAround(junk, hdutil::kMaximumStateSize)), CPException);

@@ -11,8 +11,12 @@
 // nested deeper than PersistentAttributes::kMaximumCheckedListDepth (32)
 // levels are refused, as the library's checked import refuses them.
 //
-// Size. A state whose footer announces more than kMaximumStateSize (64 MiB)
-// of settings is refused before anything is decompressed.
+// Size. A state whose footer announces more than kMaximumStateSize (8 MiB)
+// of settings is refused before anything is decompressed. Real states are
+// far smaller (a registry value holds at most about 1 MB), and what is read
+// is held several times over: the records of a list while they are shown,
+// and for --json a document of about a hundred times the settings' size. So
+// any state, however it was made, costs hdutil at most about 1 GB.
 //
 // Output. Every line of the text report and of the differences passes
 // through printableText, so that names and strings from the state cannot
@@ -32,7 +36,7 @@
 
 namespace hdutil {
 
-inline constexpr std::size_t kMaximumStateSize = std::size_t{64} * 1024 * 1024;
+inline constexpr std::size_t kMaximumStateSize = std::size_t{8} * 1024 * 1024;
 
 struct PersistedState {
   std::size_t totalSize = 0;

@@ -59,7 +59,7 @@ const char* const kMainUsage =
     "FILE may hold the state as raw binary, as hex text, or as a registry export\n"
     "(.reg) line such as \"Name\"=hex:10,00,00,...; '-' reads standard input and\n"
     "'@sample' names the built-in sample. Input files (JSON too) may hold up to\n"
-    "64 MiB, a state up to 64 MiB of settings.\n"
+    "64 MiB, a state up to 8 MiB of settings.\n"
     "\n"
     "Options:\n"
     "  -h, --help       show help (after a command: that command's help)\n"
