@@ -10,7 +10,8 @@
 //                                 back to the line start twice, forward to the
 //                                 end for ':' and copied the prefix).
 //   registry_scan_export          a realistic UTF-8 export: 200 values of 2 KB,
-//                                 the value asked for last.
+//                                 the value asked for last; the former scan
+//                                 as well.
 //   json_records_10k              parseJson of 10,000 records as inspect --json
 //                                 writes them, against nlohmann's own parsers
 //                                 (ordered_json and json).
@@ -123,13 +124,17 @@ void scanPlain(benchmark::State& state, const std::string& text) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
 
-void scanPrevious(benchmark::State& state, const std::string& text) {
+void scanPreviousNamed(benchmark::State& state, const std::string& text, const char* valueName) {
   for (auto _ : state) {
     hdbench::opaque(text);
-    const bool found = previousScan(text, "");
+    const bool found = previousScan(text, valueName);
     hdbench::opaque(found);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+
+void scanPrevious(benchmark::State& state, const std::string& text) {
+  scanPreviousNamed(state, text, "");
 }
 
 BENCHMARK_CAPTURE(scanOurs, registry_scan_1MB_hostile_ours, hostile1MB(), "")
@@ -153,6 +158,9 @@ BENCHMARK_CAPTURE(scanOurs, registry_scan_export_ours, realisticExport(), "Value
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(scanPlain, registry_scan_export_plain_find, realisticExport())
     ->Name("registry_scan_export/plain_find")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(scanPreviousNamed, registry_scan_export_previous_scan, realisticExport(), "Value199")
+    ->Name("registry_scan_export/previous_scan")
     ->Unit(benchmark::kMillisecond);
 
 const std::string& recordsDocument() {

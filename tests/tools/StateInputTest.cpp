@@ -122,6 +122,18 @@ TEST(StateInput, RegistryExportsAreReadLineByLine) {
   EXPECT_FALSE(value.found || value.isRegistryExport);
   value = findRegistryValue("\"" + hostile, "");
   EXPECT_FALSE(value.found || value.isRegistryExport);
+  // '=' outside value lines (a key path, other text), many short lines, and
+  // a header after blank lines.
+  value = findRegistryValue("\r\nREGEDIT4\r\n[HKEY_CURRENT_USER\\a=b]\r\nnot=a value\r\n\"V\"=hex:01\r\n", "");
+  EXPECT_TRUE(value.found && value.isRegistryExport);
+  EXPECT_EQ(value.name, "V");
+  std::string manyLines;
+  for (int i = 0; i < 100000; ++i) {
+    manyLines += "k=v\n";
+  }
+  value = findRegistryValue(manyLines + "\"V\"=hex:02", "V");
+  EXPECT_TRUE(value.found);
+  EXPECT_EQ(value.hexData, "02");
   // A continuation at the very end of the text.
   value = findRegistryValue("\"A\"=hex:01,\\", "A");
   EXPECT_EQ(value.hexData, "01,");

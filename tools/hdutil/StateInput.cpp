@@ -208,15 +208,30 @@ ByteBuffer readInput(const std::string& path, std::size_t limit) {
 
 RegistryValue findRegistryValue(std::string_view text, std::string_view valueName) {
   RegistryValue result;
+  // regedit writes its header as the first line.
+  const std::size_t firstText = text.find_first_not_of(" \t\r\n");
+  if (firstText != std::string_view::npos) {
+    const std::string_view start = text.substr(firstText);
+    result.isRegistryExport = startsWith(start, "Windows Registry Editor") || startsWith(start, "REGEDIT");
+  }
+  // Every value line holds a '=', which hex data lines never do: the scan
+  // jumps from one '=' to the next, looks back to the start of its line (never
+  // before `position`, the start of a line not yet looked at) and then goes on
+  // behind that line. Each line is looked at once at most.
   std::string name;
   std::size_t position = 0;
   while (position < text.size()) {
+    const std::size_t equals = text.find('=', position);
+    if (equals == std::string_view::npos) {
+      break;
+    }
+    const std::size_t newlineBefore = text.rfind('\n', equals);
+    if (newlineBefore != std::string_view::npos && newlineBefore >= position) {
+      position = newlineBefore + 1;
+    }
     const std::string_view line = nextLine(text, position);
     std::string_view data;
     if (!parseValueLine(line, name, data)) {
-      if (startsWith(line, "Windows Registry Editor") || startsWith(line, "REGEDIT")) {
-        result.isRegistryExport = true;
-      }
       continue;
     }
     result.isRegistryExport = true;

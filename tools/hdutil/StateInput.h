@@ -13,8 +13,9 @@
 // read, standard input and other streams as soon as they deliver more. The
 // input is read once into one buffer; a raw binary state is used in place.
 //
-// Everything here works in one pass over the input: the registry export is
-// read line by line, each line looked at once.
+// Everything here works in one pass over the input: in a registry export
+// each line is looked at once at most (value lines are found by their '=',
+// which hex data lines never hold).
 
 #include "General/ByteBuffer.h"
 
