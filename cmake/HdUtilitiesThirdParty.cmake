@@ -2,14 +2,15 @@
 #
 # zlib: the native package for Linux, libz-mingw-w64-dev for the Windows
 # builds (found through the toolchain's sysroot).
-# utfcpp and cpptoml are header-only. The MinGW compilers must not see the
-# host's /usr/include (it holds glibc headers), so the few headers needed are
-# linked into a private include folder inside the build tree.
+# utfcpp, cpptoml and nlohmann-json (hdutil's JSON) are header-only. The
+# MinGW compilers must not see the host's /usr/include (it holds glibc
+# headers), so the few headers needed are linked into a private include
+# folder inside the build tree.
 find_package(ZLIB REQUIRED)
 
 set(HDU_HEADER_ONLY_INCLUDE ${CMAKE_BINARY_DIR}/third_party/include)
 file(MAKE_DIRECTORY ${HDU_HEADER_ONLY_INCLUDE})
-foreach(entry utf8.h utf8 cpptoml.h)
+foreach(entry utf8.h utf8 cpptoml.h nlohmann)
   if(NOT EXISTS /usr/include/${entry})
     message(FATAL_ERROR "/usr/include/${entry} is missing: run scripts/install-deps.sh")
   endif()

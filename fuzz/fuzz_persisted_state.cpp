@@ -15,7 +15,11 @@
 //  - an import that checks every record succeeds only where the trusting
 //    import does;
 //  - after a good import the header is current and the version argument is
-//    the namespaces' version; the rebuilt state imports again to equal
+//    the namespaces' version; namespaces whose top level holds a record that
+//    is not a namespace list (taken on trust by the import that does not
+//    check every record) are refused by building with
+//    CPExceptionMissingOrBadPersistentAttributesFormat; any other rebuilt
+//    state imports again to equal
 //    namespaces and the same version, and rebuilding that gives the same
 //    bytes again (apart from top-level records with a negative dimension,
 //    which move one micron toward zero each time they are written; see
@@ -40,6 +44,18 @@
 namespace {
 
 using abfuzz::require;
+
+bool holdsOnlyNameSpaceLists(const AttributeBytesNameSpaces& nameSpaces) {
+  const AttributeBytesIndexedList& list = nameSpaces.GetNameSpacesIndexedList();
+  AttributeBytesIndexedListIterator iterator = list.GetIndexedListIterator();
+  while (const AttributeBytesSharedPtr record = list.GetNextAttributeBytesFromIndexedListIterator(iterator)) {
+    if (record->GetAttributeBytesId().GetAttributeBytesIdType() != ABIDE_NAMESPACE ||
+        !record->GetAttributeBytesValue().IsList()) {
+      return false;
+    }
+  }
+  return true;
+}
 
 bool hasNegativeDimensionAtTop(const AttributeBytesNameSpaces& nameSpaces) {
   const AttributeBytesIndexedList& list = nameSpaces.GetNameSpacesIndexedList();
@@ -88,6 +104,17 @@ void fuzzState(const ByteBuffer& state) {
     const AttributeBytesNameSpaces& nameSpaces = object.GetAttributeBytesNameSpaces();
     require(object.GetHeader().IsCurrentVersionHeader());
     require(version == nameSpaces.GetDriverVersion());
+    if (!holdsOnlyNameSpaceLists(nameSpaces)) {
+      require(!checkEveryRecord);
+      bool refused = false;
+      try {
+        object.GetPersistentAttributesState();
+      } catch (const CPExceptionMissingOrBadPersistentAttributesFormat&) {
+        refused = true;
+      }
+      require(refused);
+      continue;
+    }
 
     const ByteBuffer rebuilt = object.GetPersistentAttributesState();
     require(rebuilt.size() == object.GetPersistentAttributesStateSize());

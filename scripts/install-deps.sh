@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config file python3
-  zlib1g-dev libcpptoml-dev libutfcpp-dev
+  zlib1g-dev libcpptoml-dev libutfcpp-dev nlohmann-json3-dev
   libgtest-dev googletest libbenchmark-dev
   libfmt-dev libspdlog-dev
   mingw-w64 g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix libz-mingw-w64-dev

@@ -66,6 +66,7 @@ rm -f build/linux/test-results/*.xml
 if check "linux build" bash -c 'cmake --preset linux >/dev/null && cmake --build --preset linux'; then
   check "linux ctest" ctest --preset linux
   count_gtest_report "linux unit tests" build/linux/test-results/unit.xml
+  count_gtest_report "linux hdutil unit tests" build/linux/test-results/hdutil-unit.xml
 fi
 stage_done
 
@@ -82,6 +83,7 @@ rm -f build/mingw-x64/test-results/*.xml
 if check "mingw-x64 build" bash -c 'cmake --preset mingw-x64 >/dev/null && cmake --build --preset mingw-x64'; then
   check "mingw-x64 ctest under wine64" ctest --preset mingw-x64
   count_gtest_report "wine64 unit tests" build/mingw-x64/test-results/unit-wine.xml
+  count_gtest_report "wine64 hdutil unit tests" build/mingw-x64/test-results/hdutil-unit-wine.xml
 fi
 stage_done
 

@@ -112,6 +112,19 @@ class WellKnownNameSpaceDisplayHelper : public IAttributeBytesDebugDisplayHelper
   const IAttributeBytesDebugDisplayHelper& m_inner;
 };
 
+// A top-level record of a namespaces state must be a namespace (an
+// "ABIDE_NAMESPACE" id) with a list value: the checked import refuses other
+// records, and building refuses to write them.
+void requireNameSpaceList(const AttributeBytes& record, const char* function) {
+  const AttributeBytesId& id = record.GetAttributeBytesId();
+  const AttributeBytesValue& value = record.GetAttributeBytesValue();
+  if (id.GetAttributeBytesIdType() != ABIDE_NAMESPACE || !value.IsList()) {
+    HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat, HDU_DEBUG_CONTEXT_IN(kSourceFile, function),
+              "The namespaces state holds a record that is not a namespace list (%s, %s).", id.GetDebugDisplayString(),
+              value.GetTypeDebugDisplayString());
+  }
+}
+
 // One list still to be walked by checkEveryRecord, with the record that owns
 // it (kept alive while the list is walked).
 struct PendingList {
@@ -132,15 +145,8 @@ void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
   const AttributeBytesIndexedList& top = nameSpaces.GetNameSpacesIndexedList();
   AttributeBytesIndexedListIterator topIterator = top.GetIndexedListIterator();
   while (AttributeBytesSharedPtr record = top.GetNextAttributeBytesFromIndexedListIterator(topIterator)) {
-    const AttributeBytesId& id = record->GetAttributeBytesId();
-    const AttributeBytesValue& value = record->GetAttributeBytesValue();
-    if (id.GetAttributeBytesIdType() != ABIDE_NAMESPACE || !value.IsList()) {
-      HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
-                HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
-                "The namespaces state holds a record that is not a namespace list (%s, %s).",
-                id.GetDebugDisplayString(), value.GetTypeDebugDisplayString());
-    }
-    pending.push_back({record, &value.GetListValue().GetValue(), 1});
+    requireNameSpaceList(*record, "PersistentAttributes::ImportPersistentAttributesState");
+    pending.push_back({record, &record->GetAttributeBytesValue().GetListValue().GetValue(), 1});
   }
   while (!pending.empty()) {
     const PendingList current = std::move(pending.back());
@@ -343,6 +349,11 @@ void PersistentAttributes::CreateStateDataFromComponents(ByteBuffer& out) const 
     header.AppendHeaderBytes(result);
     CompressedBuffer::AppendFooterInfo(result, 0, kCompressionLevel, CFE_ZLIB);
   } else {
+    const AttributeBytesIndexedList& top = m_nameSpaces.GetNameSpacesIndexedList();
+    AttributeBytesIndexedListIterator iterator = top.GetIndexedListIterator();
+    while (const AttributeBytesSharedPtr record = top.GetNextAttributeBytesFromIndexedListIterator(iterator)) {
+      requireNameSpaceList(*record, "PersistentAttributes::CreateStateDataFromComponents");
+    }
     const ByteBuffer nameSpacesState = m_nameSpaces.GetAttributeBytesNameSpacesState();
     ByteBuffer compressed;  // the zlib stream and the footer
     ZlibCompressedBuffer::CompressData(nameSpacesState.data(), static_cast<unsigned long>(nameSpacesState.size()),

@@ -107,6 +107,18 @@
 //    records on trust as the raw lists do, and a damaged one fails later,
 //    when it is read. The importing constructor does not check every record.
 //
+// What is written. A namespaces state holds namespaces: every top-level
+// record is an "ABIDE_NAMESPACE" id with a list value. The indexed list
+// handed out by AttributeBytesNameSpaces::GetNameSpacesIndexedList accepts
+// any record, so building checks this rule and refuses, before anything is
+// written, namespaces that break it, with the checked import's exception and
+// message (CPExceptionMissingOrBadPersistentAttributesFormat, "The
+// namespaces state holds a record that is not a namespace list (%s, %s).",
+// label "PersistentAttributes::CreateStateDataFromComponents"). So every
+// state this class writes meets the checked import's namespace rule. The
+// nesting limit of list values is a reading limit: lists nested deeper than
+// kMaximumCheckedListDepth are written, and refused by a checked import.
+//
 // What is held. The object holds the header of the state it was read from
 // (GetHeader; a current header for objects not read from a state, and the
 // upgraded header for older states) and the namespaces in parsed form; the
@@ -241,7 +253,9 @@ class HDU_API PersistentAttributes {
 
   // ---- persisted state ----
   // CreateStateDataFromComponents: header, compressed namespaces state,
-  // footer (see above).
+  // footer (see above). Namespaces holding a top-level record that is not a
+  // namespace list throw CPExceptionMissingOrBadPersistentAttributesFormat
+  // (see "What is written").
   ByteBuffer GetPersistentAttributesState() const;
   // Replaces the contents of `out` with the state.
   void GetPersistentAttributesState(ByteBuffer& out) const;

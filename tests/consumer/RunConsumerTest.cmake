@@ -35,3 +35,37 @@ separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
 separate_arguments(sanitize_flags UNIX_COMMAND "${extra_flags}")
 run(c++ ${sanitize_flags} ${SOURCE_DIR}/consumer.cpp ${pc_flags} -Wl,-rpath,${stage}/lib -o ${BUILD_DIR}/consumer-test/consumer-pc)
 run(${BUILD_DIR}/consumer-test/consumer-pc)
+
+# The installed tool runs from the stage with no library path set (it finds
+# the library through its relative run path), also after the whole stage has
+# moved elsewhere.
+if(EXISTS ${BUILD_DIR}/bin/hdutil)
+  unset(ENV{LD_LIBRARY_PATH})
+  set(moved ${BUILD_DIR}/consumer-test/moved)
+  file(RENAME ${stage} ${moved})
+  foreach(prefix ${moved} ${stage})
+    execute_process(COMMAND ${prefix}/bin/hdutil inspect @sample OUTPUT_VARIABLE report ERROR_VARIABLE errors
+                    RESULT_VARIABLE result)
+    if(NOT result EQUAL 0 OR NOT report MATCHES "Namespace 5 \\(SavedSettingsData\\), 3 records")
+      message(FATAL_ERROR "the installed hdutil in ${prefix} does not run (${result}): ${errors}")
+    endif()
+    if(prefix STREQUAL moved)
+      file(RENAME ${moved} ${stage})
+    endif()
+  endforeach()
+endif()
+
+# Only the public headers are installed: every installed header compiles in
+# one translation unit with nothing but the installed tree, so none of them
+# includes a header left in the build; the cabinet seam is one of those.
+set(headers ${stage}/include/hd-Utilities)
+if(EXISTS ${headers}/Compression/CabinetPlatform.h OR EXISTS ${headers}/attributebytes/AttributeBytesWire.h)
+  message(FATAL_ERROR "internal headers were installed")
+endif()
+file(GLOB_RECURSE installed_headers RELATIVE ${headers} ${headers}/*.h)
+set(all_headers "")
+foreach(header IN LISTS installed_headers)
+  string(APPEND all_headers "#include \"${header}\"\n")
+endforeach()
+file(WRITE ${BUILD_DIR}/consumer-test/all_headers.cpp "${all_headers}int main() { return 0; }\n")
+run(c++ -std=c++20 -fsyntax-only -I${headers} ${BUILD_DIR}/consumer-test/all_headers.cpp)

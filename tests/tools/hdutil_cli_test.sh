@@ -5,6 +5,7 @@
 #   hdutil_cli_test.sh PATH/TO/hdutil WORKDIR
 set -u
 hdutil=$(realpath "$1")
+here=$(cd "$(dirname "$0")" && pwd)
 work=$2
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0
@@ -153,6 +154,108 @@ for args in "inspect --registry HKCU\\Software\\X\\V" "encode sample.json --to-r
   [ "$(wc -l <err.txt)" -eq 1 ] && grep -q '^hdutil: the registry is a Windows facility' err.txt ||
     fail "$args: wanted one line saying the registry is a Windows facility, got: $(cat err.txt)"
 done
+# Hostile input: every failure is exit status 2 and exactly one line that
+# input cannot forge (no raw control character, valid UTF-8).
+check_one_line() {  # check_one_line DESCRIPTION: judges err.txt
+  [ "$(wc -l <err.txt)" -eq 1 ] || fail "$1: not one error line: $(head -c 300 err.txt | od -c | head -5)"
+  LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' err.txt && fail "$1: a raw control character in the error line"
+  grep -q $'\r' err.txt && fail "$1: a carriage return in the error line"
+  python3 -c "import sys; open(sys.argv[1], 'rb').read().decode('utf-8')" err.txt 2>/dev/null ||
+    fail "$1: the error line is not UTF-8"
+}
+python3 "$here/make_hostile_inputs.py" || fail "could not write the hostile inputs"
+expect_status 2 "encode with a duplicate namespace" "$hdutil" encode duplicate-namespace.json
+check_one_line "duplicate namespace"
+grep -q '^hdutil: CPExceptionDuplicateAttributeId: An entry already exists in the list for=NameSpace(1)! Insertion failed!$' err.txt ||
+  fail "duplicate namespace: message ($(cat -A err.txt))"
+expect_status 0 "encode of a name with control characters" "$hdutil" encode forged-name.json -o forged-name.bin
+expect_status 0 "inspect of a name with control characters" "$hdutil" inspect forged-name.bin
+LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' out.txt && fail "inspect: a raw control character in the report"
+grep -q '^hdutil: forged' out.txt && fail "inspect: a record name started a line of its own"
+grep -qF "NewFeature('x\\nhdutil: forged line \\x1B[31mred\\x1B[0m \\u202E')" out.txt ||
+  fail "inspect: the escaped record name ($(grep -a forged out.txt | cat -A))"
+expect_status 1 "diff with a name with control characters" "$hdutil" diff sample.bin forged-name.bin
+LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' out.txt && fail "diff: a raw control character in the report"
+expect_status 2 "a JSON string with a backslash before a line end" "$hdutil" encode string-with-backslash-newline.json
+check_one_line "backslash-newline"
+expect_status 2 "hex text with a non-ASCII letter" "$hdutil" inspect hex-with-letter.hex
+check_one_line "hex text with a non-ASCII letter"
+grep -q "unexpected character 'é' at offset 12" err.txt || fail "hex text: message ($(cat -A err.txt))"
+
+# Text output is always UTF-8: an unpaired surrogate shows as U+FFFD in values as in ids.
+expect_status 0 "encode of unpaired surrogates" "$hdutil" encode surrogates.json -o surrogates.bin
+expect_status 0 "inspect of unpaired surrogates" "$hdutil" inspect surrogates.bin
+python3 -c "import sys; open(sys.argv[1], 'rb').read().decode('utf-8')" out.txt 2>/dev/null ||
+  fail "inspect of unpaired surrogates writes text that is not UTF-8"
+grep -q "^  Feature(4242) *STRING *'�A'$" out.txt || fail "surrogates: string value ($(grep -a 4242 out.txt | cat -A))"
+grep -q "^  NewFeature('B�') *STRING *'�'$" out.txt || fail "surrogates: named record ($(grep -a STRING out.txt | cat -A))"
+expect_status 0 "inspect --json of unpaired surrogates" "$hdutil" inspect surrogates.bin --json
+mv out.txt surrogates-again.json
+expect_status 0 "encode of unpaired surrogates, again" "$hdutil" encode surrogates-again.json -o surrogates-again.bin
+cmp -s surrogates.bin surrogates-again.bin || fail "unpaired surrogates do not survive the JSON round trip"
+
+# JSON is JSON: malformed numbers, invalid UTF-8, duplicate and surplus members.
+for json in number-plus number-fraction number-leading-zero number-trailing-dot number-negative-zero-one \
+  invalid-utf8 duplicate-member many-members; do
+  expect_status 2 "encode of $json.json" "$hdutil" encode "$json.json"
+  check_one_line "$json.json"
+  grep -q '^hdutil: bad JSON: ' err.txt || fail "$json.json: wanted a bad JSON line, got: $(cat err.txt)"
+done
+grep -q 'duplicate member "driverVersion"' <("$hdutil" encode duplicate-member.json 2>&1) ||
+  fail "duplicate member: message"
+grep -q 'more than 64 members' <("$hdutil" encode many-members.json 2>&1) || fail "many members: message"
+
+# Registry exports: a string value holding "=hex:" is not a binary value, and
+# value names are read with regedit's escapes.
+expect_status 0 "inspect of a tricky registry export" "$hdutil" inspect tricky.reg
+grep -qF 'Persisted settings state: tricky.reg (registry value "Quote"d \ name")' out.txt ||
+  fail "tricky registry export: source line ($(head -1 out.txt))"
+expect_status 0 "a registry value named with escapes" "$hdutil" inspect tricky.reg --value 'Quote"d \ name'
+expect_status 2 "a string value is not a binary value" "$hdutil" inspect tricky.reg --value Note
+check_one_line "string value by name"
+
+# Input size: a documented ceiling, and a directory is an error, not an empty file.
+mkdir -p a-directory
+expect_status 2 "inspect of a directory" "$hdutil" inspect a-directory
+check_one_line "directory"
+grep -q "^hdutil: bad input: 'a-directory' is a directory$" err.txt || fail "directory: message ($(cat err.txt))"
+truncate -s 1G huge.bin
+expect_status 2 "inspect of a 1 GiB file" "$hdutil" inspect huge.bin
+check_one_line "1 GiB file"
+grep -q "^hdutil: bad input: 'huge.bin' is larger than hdutil's limit of 64 MiB$" err.txt ||
+  fail "1 GiB file: message ($(cat err.txt))"
+rm -f huge.bin
+expect_status 2 "64 MiB and one byte on standard input" bash -c "head -c 67108865 /dev/zero | '$hdutil' inspect -"
+check_one_line "standard input over the limit"
+grep -q "^hdutil: bad input: standard input is larger than hdutil's limit of 64 MiB$" err.txt ||
+  fail "standard input over the limit: message ($(cat err.txt))"
+
+# A state whose namespaces hold a record that is not a namespace: shown, with
+# what is unusual flagged; encode refuses to write such a state.
+expect_status 0 "inspect of a state with a feature record at the top" "$hdutil" inspect feature-at-top.bin
+grep -q '^Record Feature(1), 14 records, kind of list 0$' out.txt || fail "feature at the top: record line"
+grep -q '^Unusual             a top-level record that is not a namespace list: Feature(1) LIST$' out.txt ||
+  fail "feature at the top: unusual line ($(grep -a -i unusual out.txt))"
+expect_status 0 "inspect --json of a state with a feature record at the top" "$hdutil" inspect feature-at-top.bin --json
+mv out.txt feature-at-top.json
+expect_status 2 "encode of a state with a feature record at the top" "$hdutil" encode feature-at-top.json
+check_one_line "encode of a feature record at the top"
+grep -qF 'hdutil: CPExceptionMissingOrBadPersistentAttributesFormat: The namespaces state holds a record that is not a namespace list (Feature(1), ABVTE_LIST).' err.txt ||
+  fail "encode of a feature record at the top: message ($(cat err.txt))"
+
+# Error codes are 32-bit: larger numbers are refused, not wrapped.
+for code in 99999999999999999999999 4294967296 0x100000000 -2147483649 12abc ""; do
+  expect_status 2 "error '$code'" "$hdutil" error "$code"
+  check_one_line "error '$code'"
+done
+expect_status 0 "error 4294967295" "$hdutil" error 4294967295
+grep -q '^4294967295 (0xffffffff): ' out.txt || fail "error 4294967295: $(cat out.txt)"
+expect_status 0 "error 0x80070005" "$hdutil" error 0x80070005
+grep -q '^2147942405 (0x80070005): ' out.txt || fail "error 0x80070005: $(cat out.txt)"
+expect_status 0 "error -2147024891" "$hdutil" error -2147024891
+grep -q '^2147942405 (0x80070005): ' out.txt || fail "error -2147024891: $(cat out.txt)"
+expect_status 0 "error 010" "$hdutil" error 010
+grep -q '^10 (0xa): ' out.txt || fail "error 010 is decimal: $(cat out.txt)"
 
 # Help for every command.
 for command in "" inspect diff encode sample platform error; do

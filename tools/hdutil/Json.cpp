@@ -1,39 +1,169 @@
 #include "Json.h"
 
-#include <cerrno>
-#include <cmath>
+#include "PrintableText.h"
+
 #include <cstdio>
-#include <cstdlib>
+#include <functional>
+#include <utility>
+#include <vector>
 
 namespace hdutil {
 
 namespace {
 
-const char* typeName(Json::Type type) {
-  switch (type) {
-    case Json::Type::Null:
+// Builds the document from the parser's events. Objects are filled through
+// their underlying vector: every member name has already been checked
+// against the names of its object, so no search of the members is needed.
+// The check keeps the hashes of an open object's member names (at most
+// kMaximumJsonObjectMembers of them, in a vector reused for every object at
+// that depth) and compares names only where two hashes agree.
+// NOLINTNEXTLINE(bugprone-exception-escape): nlohmann destroys values through a work list that may allocate
+class DocumentReader final : public nlohmann::json_sax<Json> {
+ public:
+  Json takeDocument() { return std::move(m_document); }
+
+  bool null() override { return add(Json()); }
+  bool boolean(bool value) override { return add(Json(value)); }
+  bool number_integer(number_integer_t value) override { return add(Json(value)); }
+  bool number_unsigned(number_unsigned_t value) override { return add(Json(value)); }
+  bool number_float(number_float_t value, const string_t& /*text*/) override { return add(Json(value)); }
+  bool string(string_t& value) override { return add(Json(std::move(value))); }
+  bool binary(binary_t& /*value*/) override { return add(Json()); }  // JSON text holds none
+
+  bool start_object(std::size_t /*elements*/) override {
+    open(Json::object());
+    if (m_memberHashes.size() < m_objectDepth + 1) {
+      m_memberHashes.emplace_back();
+      m_memberHashes.back().reserve(kMaximumJsonObjectMembers);
+    }
+    m_memberHashes[m_objectDepth].clear();
+    ++m_objectDepth;
+    return true;
+  }
+
+  bool key(string_t& name) override {
+    std::vector<std::size_t>& hashes = m_memberHashes[m_objectDepth - 1];
+    if (hashes.size() >= kMaximumJsonObjectMembers) {
+      throw JsonError("an object with more than " + std::to_string(kMaximumJsonObjectMembers) + " members");
+    }
+    const std::size_t hash = std::hash<std::string>()(name);
+    Json::object_t::Container& members = m_open.back()->get_ref<Json::object_t&>();
+    if (members.empty()) {
+      // Growing from one member copies the members (their names are const),
+      // values and all; most objects of a state have two to four members.
+      members.reserve(4);
+    }
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+      if (hashes[i] == hash && members[i].first == name) {
+        throw JsonError("duplicate member \"" + name + "\" in an object");
+      }
+    }
+    hashes.push_back(hash);
+    m_memberName = std::move(name);
+    return true;
+  }
+
+  bool end_object() override {
+    --m_objectDepth;
+    m_open.pop_back();
+    return true;
+  }
+
+  bool start_array(std::size_t /*elements*/) override {
+    open(Json::array());
+    return true;
+  }
+
+  bool end_array() override {
+    m_open.pop_back();
+    return true;
+  }
+
+  bool parse_error(std::size_t /*position*/, const std::string& /*lastToken*/,
+                   const nlohmann::detail::exception& error) override {
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
+    std::string_view text = error.what();
+    const std::size_t prefixEnd = text.find("] ");
+    if (!text.empty() && text.front() == '[' && prefixEnd != std::string_view::npos) {
+      text.remove_prefix(prefixEnd + 2);
+    }
+    throw JsonError(std::string(text));
+  }
+
+ private:
+  // Places a value: the document itself, the next item of the open array or
+  // the member of the open object named by the last key.
+  Json* place(Json&& value) {
+    if (m_open.empty()) {
+      m_document = std::move(value);
+      return &m_document;
+    }
+    Json& container = *m_open.back();
+    if (container.is_array()) {
+      Json::array_t& items = container.get_ref<Json::array_t&>();
+      items.push_back(std::move(value));
+      return &items.back();
+    }
+    Json::object_t::Container& members = container.get_ref<Json::object_t&>();
+    members.emplace_back(std::move(m_memberName), std::move(value));
+    return &members.back().second;
+  }
+
+  bool add(Json&& value) {
+    place(std::move(value));
+    return true;
+  }
+
+  void open(Json&& container) {
+    if (m_open.size() >= kMaximumJsonDepth) {
+      throw JsonError("arrays and objects nested deeper than " + std::to_string(kMaximumJsonDepth) + " levels");
+    }
+    // The containers below stay where they are while this one is open: only
+    // the innermost open container ever receives values.
+    m_open.push_back(place(std::move(container)));
+  }
+
+  Json m_document;
+  std::vector<Json*> m_open;
+  std::string m_memberName;
+  std::vector<std::vector<std::size_t>> m_memberHashes;  // one per open object, reused
+  std::size_t m_objectDepth = 0;
+};
+
+const char* typeName(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::null:
       return "null";
-    case Json::Type::Bool:
+    case Json::value_t::boolean:
       return "a boolean";
-    case Json::Type::Integer:
+    case Json::value_t::number_integer:
+    case Json::value_t::number_unsigned:
       return "an integer";
-    case Json::Type::Double:
-      return "a number";
-    case Json::Type::String:
+    case Json::value_t::number_float:
+      return "a number with a fraction or exponent";
+    case Json::value_t::string:
       return "a string";
-    case Json::Type::Array:
+    case Json::value_t::array:
       return "an array";
-    case Json::Type::Object:
+    case Json::value_t::object:
       return "an object";
+    case Json::value_t::binary:
+      return "binary data";
+    case Json::value_t::discarded:
+      return "nothing";
   }
   return "?";
 }
 
-[[noreturn]] void typeMismatch(const std::string& what, const char* expected, Json::Type actual) {
+[[noreturn]] void typeMismatch(const std::string& what, const char* expected, const Json& actual) {
   throw JsonError(what + " must be " + expected + ", not " + typeName(actual));
 }
 
-void appendEscaped(std::string& out, const std::string& text) {
+void appendString(std::string& out, std::string_view text) {
+  const std::string repaired = isValidUtf8(text) ? std::string() : validUtf8(text);
+  if (!repaired.empty()) {
+    text = repaired;
+  }
   out.push_back('"');
   for (const char c : text) {
     switch (c) {
@@ -65,426 +195,140 @@ void appendEscaped(std::string& out, const std::string& text) {
   out.push_back('"');
 }
 
-class Parser {
- public:
-  explicit Parser(const std::string& text) : m_text(text) {}
+void newline(std::string& out, std::size_t level) {
+  out.push_back('\n');
+  out.append(2 * level, ' ');
+}
 
-  Json parseDocument() {
-    Json value = parseValue(0);
-    skipSpace();
-    if (m_position != m_text.size()) {
-      fail("unexpected text after the JSON value");
-    }
-    return value;
-  }
-
- private:
-  [[noreturn]] void fail(const std::string& why) const {
-    std::size_t line = 1;
-    std::size_t column = 1;
-    for (std::size_t i = 0; i < m_position && i < m_text.size(); ++i) {
-      if (m_text[i] == '\n') {
-        ++line;
-        column = 1;
-      } else {
-        ++column;
+void write(std::string& out, const Json& value, std::size_t level) {
+  switch (value.type()) {
+    case Json::value_t::string:
+      appendString(out, value.get_ref<const std::string&>());
+      return;
+    case Json::value_t::array: {
+      const Json::array_t& items = value.get_ref<const Json::array_t&>();
+      if (items.empty()) {
+        out += "[]";
+        return;
       }
-    }
-    throw JsonError("JSON line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + why);
-  }
-
-  void skipSpace() {
-    while (m_position < m_text.size() && (m_text[m_position] == ' ' || m_text[m_position] == '\t' ||
-                                          m_text[m_position] == '\n' || m_text[m_position] == '\r')) {
-      ++m_position;
-    }
-  }
-
-  bool consume(char c) {
-    skipSpace();
-    if (m_position < m_text.size() && m_text[m_position] == c) {
-      ++m_position;
-      return true;
-    }
-    return false;
-  }
-
-  void expect(char c) {
-    if (!consume(c)) {
-      fail(std::string("expected '") + c + "'");
-    }
-  }
-
-  bool consumeWord(const char* word) {
-    const std::string w(word);
-    if (m_text.compare(m_position, w.size(), w) == 0) {
-      m_position += w.size();
-      return true;
-    }
-    return false;
-  }
-
-  Json parseValue(int depth) {
-    if (depth > 256) {
-      fail("nesting is too deep");
-    }
-    skipSpace();
-    if (m_position >= m_text.size()) {
-      fail("unexpected end of text");
-    }
-    const char c = m_text[m_position];
-    if (c == '{') {
-      ++m_position;
-      Json object = Json::object();
-      if (consume('}')) {
-        return object;
+      // Arrays of plain integers stay on one line (versions, code units).
+      bool flat = true;
+      for (const Json& item : items) {
+        flat = flat && item.is_number_integer();
       }
-      do {
-        skipSpace();
-        if (m_position >= m_text.size() || m_text[m_position] != '"') {
-          fail("expected a member name");
+      out.push_back('[');
+      for (std::size_t i = 0; i < items.size(); ++i) {
+        if (i != 0) {
+          out += flat ? ", " : ",";
         }
-        std::string key = parseString();
-        expect(':');
-        object.set(key, parseValue(depth + 1));
-      } while (consume(','));
-      expect('}');
-      return object;
-    }
-    if (c == '[') {
-      ++m_position;
-      Json array = Json::array();
-      if (consume(']')) {
-        return array;
-      }
-      do {
-        array.push(parseValue(depth + 1));
-      } while (consume(','));
-      expect(']');
-      return array;
-    }
-    if (c == '"') {
-      return Json(parseString());
-    }
-    if (consumeWord("true")) {
-      return Json(true);
-    }
-    if (consumeWord("false")) {
-      return Json(false);
-    }
-    if (consumeWord("null")) {
-      return Json();
-    }
-    return parseNumber();
-  }
-
-  Json parseNumber() {
-    const std::size_t start = m_position;
-    bool fractional = false;
-    if (m_position < m_text.size() && m_text[m_position] == '-') {
-      ++m_position;
-    }
-    while (m_position < m_text.size()) {
-      const char c = m_text[m_position];
-      if (c >= '0' && c <= '9') {
-        ++m_position;
-      } else if (c == '.' || c == 'e' || c == 'E' || c == '+' || (c == '-' && fractional)) {
-        fractional = true;
-        ++m_position;
-      } else {
-        break;
-      }
-    }
-    const std::string number = m_text.substr(start, m_position - start);
-    if (number.empty() || number == "-") {
-      fail("expected a value");
-    }
-    char* end = nullptr;
-    if (!fractional) {
-      errno = 0;
-      const long long value = std::strtoll(number.c_str(), &end, 10);
-      if (*end == '\0' && errno == 0) {
-        return Json(value);
-      }
-    }
-    const double value = std::strtod(number.c_str(), &end);
-    if (*end != '\0' || !std::isfinite(value)) {
-      fail("malformed number '" + number + "'");
-    }
-    return Json(value);
-  }
-
-  unsigned parseHex4() {
-    if (m_position + 4 > m_text.size()) {
-      fail("truncated \\u escape");
-    }
-    unsigned value = 0;
-    for (int i = 0; i < 4; ++i) {
-      const char c = m_text[m_position++];
-      value <<= 4;
-      if (c >= '0' && c <= '9') {
-        value |= static_cast<unsigned>(c - '0');
-      } else if (c >= 'a' && c <= 'f') {
-        value |= static_cast<unsigned>(c - 'a' + 10);
-      } else if (c >= 'A' && c <= 'F') {
-        value |= static_cast<unsigned>(c - 'A' + 10);
-      } else {
-        fail("bad \\u escape");
-      }
-    }
-    return value;
-  }
-
-  static void appendUtf8(std::string& out, unsigned code) {
-    if (code < 0x80) {
-      out.push_back(static_cast<char>(code));
-    } else if (code < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else if (code < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    }
-  }
-
-  std::string parseString() {
-    ++m_position;  // opening quote
-    std::string out;
-    while (true) {
-      if (m_position >= m_text.size()) {
-        fail("unterminated string");
-      }
-      const char c = m_text[m_position++];
-      if (c == '"') {
-        return out;
-      }
-      if (static_cast<unsigned char>(c) < 0x20) {
-        fail("control character in a string");
-      }
-      if (c != '\\') {
-        out.push_back(c);
-        continue;
-      }
-      if (m_position >= m_text.size()) {
-        fail("unterminated escape");
-      }
-      const char e = m_text[m_position++];
-      switch (e) {
-        case '"':
-        case '\\':
-        case '/':
-          out.push_back(e);
-          break;
-        case 'b':
-          out.push_back('\b');
-          break;
-        case 'f':
-          out.push_back('\f');
-          break;
-        case 'n':
-          out.push_back('\n');
-          break;
-        case 'r':
-          out.push_back('\r');
-          break;
-        case 't':
-          out.push_back('\t');
-          break;
-        case 'u': {
-          unsigned code = parseHex4();
-          if (code >= 0xD800 && code <= 0xDBFF && m_text.compare(m_position, 2, "\\u") == 0) {
-            m_position += 2;
-            const unsigned trail = parseHex4();
-            if (trail >= 0xDC00 && trail <= 0xDFFF) {
-              code = 0x10000 + ((code - 0xD800) << 10) + (trail - 0xDC00);
-            } else {
-              fail("unpaired surrogate in \\u escape");
-            }
-          } else if (code >= 0xD800 && code <= 0xDFFF) {
-            fail("unpaired surrogate in \\u escape");
-          }
-          appendUtf8(out, code);
-          break;
+        if (!flat) {
+          newline(out, level + 1);
         }
-        default:
-          fail(std::string("unknown escape \\") + e);
+        write(out, items[i], level + 1);
       }
+      if (!flat) {
+        newline(out, level);
+      }
+      out.push_back(']');
+      return;
     }
+    case Json::value_t::object: {
+      const Json::object_t& members = value.get_ref<const Json::object_t&>();
+      if (members.empty()) {
+        out += "{}";
+        return;
+      }
+      out.push_back('{');
+      bool first = true;
+      for (const auto& [name, member] : members) {
+        if (!first) {
+          out.push_back(',');
+        }
+        first = false;
+        newline(out, level + 1);
+        appendString(out, name);
+        out += ": ";
+        write(out, member, level + 1);
+      }
+      newline(out, level);
+      out.push_back('}');
+      return;
+    }
+    case Json::value_t::null:
+    case Json::value_t::boolean:
+    case Json::value_t::number_integer:
+    case Json::value_t::number_unsigned:
+    case Json::value_t::number_float:
+    case Json::value_t::binary:
+    case Json::value_t::discarded:
+      out += value.dump();
+      return;
   }
-
-  const std::string& m_text;
-  std::size_t m_position = 0;
-};
+}
 
 }  // namespace
 
-bool Json::asBool(const std::string& what) const {
-  if (m_type != Type::Bool) {
-    typeMismatch(what, "true or false", m_type);
-  }
-  return m_bool;
+Json parseJson(std::string_view text) {
+  DocumentReader reader;
+  Json::sax_parse(text.begin(), text.end(), &reader);
+  return reader.takeDocument();
 }
 
-long long Json::asInteger(const std::string& what) const {
-  if (m_type != Type::Integer) {
-    typeMismatch(what, "an integer", m_type);
-  }
-  return m_integer;
-}
-
-double Json::asNumber(const std::string& what) const {
-  if (m_type == Type::Integer) {
-    return static_cast<double>(m_integer);
-  }
-  if (m_type != Type::Double) {
-    typeMismatch(what, "a number", m_type);
-  }
-  return m_double;
-}
-
-const std::string& Json::asString(const std::string& what) const {
-  if (m_type != Type::String) {
-    typeMismatch(what, "a string", m_type);
-  }
-  return m_string;
-}
-
-const std::vector<Json>& Json::asArray(const std::string& what) const {
-  if (m_type != Type::Array) {
-    typeMismatch(what, "an array", m_type);
-  }
-  return m_items;
-}
-
-Json& Json::set(const std::string& key, Json value) {
-  for (auto& member : m_members) {
-    if (member.first == key) {
-      member.second = std::move(value);
-      return member.second;
-    }
-  }
-  m_members.emplace_back(key, std::move(value));
-  return m_members.back().second;
-}
-
-bool Json::has(const std::string& key) const {
-  for (const auto& member : m_members) {
-    if (member.first == key) {
-      return true;
-    }
-  }
-  return false;
-}
-
-const Json& Json::at(const std::string& key, const std::string& where) const {
-  if (m_type != Type::Object) {
-    typeMismatch(where, "an object", m_type);
-  }
-  for (const auto& member : m_members) {
-    if (member.first == key) {
-      return member.second;
-    }
-  }
-  throw JsonError(where + " has no \"" + key + "\"");
-}
-
-Json& Json::push(Json value) {
-  m_items.push_back(std::move(value));
-  return m_items.back();
-}
-
-std::string Json::dump(int indent) const {
+std::string writeJson(const Json& value) {
   std::string out;
-  dumpTo(out, indent, 0);
+  write(out, value, 0);
   out.push_back('\n');
   return out;
 }
 
-void Json::dumpTo(std::string& out, int indent, int depth) const {
-  const auto newline = [&](int level) {
-    if (indent > 0) {
-      out.push_back('\n');
-      out.append(static_cast<std::size_t>(indent) * static_cast<std::size_t>(level), ' ');
-    }
-  };
-  switch (m_type) {
-    case Type::Null:
-      out += "null";
-      break;
-    case Type::Bool:
-      out += m_bool ? "true" : "false";
-      break;
-    case Type::Integer:
-      out += std::to_string(m_integer);
-      break;
-    case Type::Double: {
-      char text[32];
-      std::snprintf(text, sizeof(text), "%.17g", m_double);
-      out += text;
-      break;
-    }
-    case Type::String:
-      appendEscaped(out, m_string);
-      break;
-    case Type::Array: {
-      if (m_items.empty()) {
-        out += "[]";
-        break;
-      }
-      // Arrays of plain numbers stay on one line (byte lists, versions).
-      bool flat = true;
-      for (const Json& item : m_items) {
-        flat = flat && (item.m_type == Type::Integer);
-      }
-      out.push_back('[');
-      for (std::size_t i = 0; i < m_items.size(); ++i) {
-        if (i != 0) {
-          out.push_back(',');
-          if (flat) {
-            out.push_back(' ');
-          }
-        }
-        if (!flat) {
-          newline(depth + 1);
-        }
-        m_items[i].dumpTo(out, indent, depth + 1);
-      }
-      if (!flat) {
-        newline(depth);
-      }
-      out.push_back(']');
-      break;
-    }
-    case Type::Object: {
-      if (m_members.empty()) {
-        out += "{}";
-        break;
-      }
-      out.push_back('{');
-      for (std::size_t i = 0; i < m_members.size(); ++i) {
-        if (i != 0) {
-          out.push_back(',');
-        }
-        newline(depth + 1);
-        appendEscaped(out, m_members[i].first);
-        out += indent > 0 ? ": " : ":";
-        m_members[i].second.dumpTo(out, indent, depth + 1);
-      }
-      newline(depth);
-      out.push_back('}');
-      break;
-    }
+bool jsonBool(const Json& value, const std::string& what) {
+  if (!value.is_boolean()) {
+    typeMismatch(what, "true or false", value);
   }
+  return value.get<bool>();
 }
 
-Json Json::parse(const std::string& text) {
-  return Parser(text).parseDocument();
+long long jsonInteger(const Json& value, const std::string& what) {
+  if (value.is_number_unsigned()) {
+    const auto number = value.get<std::uint64_t>();
+    if (number > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
+      throw JsonError(what + " is outside the 64-bit range");
+    }
+    return static_cast<long long>(number);
+  }
+  if (!value.is_number_integer()) {
+    typeMismatch(what, "an integer", value);
+  }
+  return value.get<long long>();
+}
+
+const std::string& jsonString(const Json& value, const std::string& what) {
+  if (!value.is_string()) {
+    typeMismatch(what, "a string", value);
+  }
+  return value.get_ref<const std::string&>();
+}
+
+const Json::array_t& jsonArray(const Json& value, const std::string& what) {
+  if (!value.is_array()) {
+    typeMismatch(what, "an array", value);
+  }
+  return value.get_ref<const Json::array_t&>();
+}
+
+const Json& jsonMember(const Json& value, const char* key, const std::string& where) {
+  if (!value.is_object()) {
+    typeMismatch(where, "an object", value);
+  }
+  const auto found = value.find(key);
+  if (found == value.end()) {
+    throw JsonError(where + " has no \"" + key + "\"");
+  }
+  return *found;
+}
+
+bool jsonHasMember(const Json& value, const char* key) {
+  return value.is_object() && value.contains(key);
 }
 
 }  // namespace hdutil

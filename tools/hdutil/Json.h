@@ -1,84 +1,60 @@
 #pragma once
-// A small JSON value, reader and writer for hdutil's machine-readable output
-// and its "encode" input. Objects keep their members in insertion order so
-// that output is stable and diffs of it are readable. Numbers keep integers
-// exact (64-bit) and fall back to double for fractions and exponents.
+// hdutil's JSON: nlohmann::ordered_json values (members keep their insertion
+// order, so output is stable and diffs of it are readable), a reader made
+// for documents from outside, and the writer of the tool's layout.
+//
+// Reading (parseJson) accepts exactly the JSON grammar (no "+1", ".5",
+// "007", "1." or "-01"; strings must be UTF-8 with paired surrogate escapes)
+// and in addition refuses, with a JsonError naming line and column:
+//   - a member name that appears twice in one object (the later one would
+//     silently win otherwise);
+//   - an object with more than kMaximumJsonObjectMembers members (a state's
+//     objects have at most ten);
+//   - nesting deeper than kMaximumJsonDepth arrays and objects (a state's
+//     lists nested 32 levels deep, the most it may hold, need about 130).
+// Duplicates are found through the hashes of the names of each open object,
+// and members are appended without searching, so reading stays linear in
+// the input whatever the document (ordered_json's own insertion searches
+// the members).
+//
+// Writing (writeJson) uses two-space indentation with one member or item per
+// line, except that arrays holding only integers stay on one line
+// ("[7, 48, 0, 1]"). Strings are written as UTF-8 with the JSON escapes;
+// bytes that are not UTF-8 become U+FFFD.
 
-#include <cstdint>
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
 #include <stdexcept>
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
 
 namespace hdutil {
+
+using Json = nlohmann::ordered_json;
 
 class JsonError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-class Json {
- public:
-  enum class Type { Null, Bool, Integer, Double, String, Array, Object };
+inline constexpr std::size_t kMaximumJsonObjectMembers = 64;
+inline constexpr std::size_t kMaximumJsonDepth = 256;
 
-  Json() = default;
-  Json(std::nullptr_t) {}                                             // NOLINT(google-explicit-constructor)
-  Json(bool value) : m_type(Type::Bool), m_bool(value) {}             // NOLINT(google-explicit-constructor)
-  Json(int value) : m_type(Type::Integer), m_integer(value) {}        // NOLINT(google-explicit-constructor)
-  Json(long value) : m_type(Type::Integer), m_integer(value) {}       // NOLINT(google-explicit-constructor)
-  Json(long long value) : m_type(Type::Integer), m_integer(value) {}  // NOLINT(google-explicit-constructor)
-  Json(unsigned value) : m_type(Type::Integer), m_integer(value) {}   // NOLINT(google-explicit-constructor)
-  Json(unsigned long value) : m_type(Type::Integer), m_integer(static_cast<long long>(value)) {}  // NOLINT
-  Json(double value) : m_type(Type::Double), m_double(value) {}                  // NOLINT(google-explicit-constructor)
-  Json(const char* value) : m_type(Type::String), m_string(value) {}             // NOLINT(google-explicit-constructor)
-  Json(std::string value) : m_type(Type::String), m_string(std::move(value)) {}  // NOLINT
+Json parseJson(std::string_view text);
+// The document in the layout above, ending in a line end.
+std::string writeJson(const Json& value);
 
-  static Json array() {
-    Json j;
-    j.m_type = Type::Array;
-    return j;
-  }
-  static Json object() {
-    Json j;
-    j.m_type = Type::Object;
-    return j;
-  }
-
-  Type type() const { return m_type; }
-  bool isNull() const { return m_type == Type::Null; }
-  bool isObject() const { return m_type == Type::Object; }
-  bool isArray() const { return m_type == Type::Array; }
-
-  // Accessors throw JsonError naming `what` when the type does not match.
-  bool asBool(const std::string& what) const;
-  long long asInteger(const std::string& what) const;
-  double asNumber(const std::string& what) const;
-  const std::string& asString(const std::string& what) const;
-  const std::vector<Json>& asArray(const std::string& what) const;
-
-  // Objects.
-  Json& set(const std::string& key, Json value);
-  bool has(const std::string& key) const;
-  // The member, or a JsonError naming the missing key under `where`.
-  const Json& at(const std::string& key, const std::string& where) const;
-  const std::vector<std::pair<std::string, Json>>& members() const { return m_members; }
-
-  // Arrays.
-  Json& push(Json value);
-
-  std::string dump(int indent = 2) const;
-  static Json parse(const std::string& text);
-
- private:
-  void dumpTo(std::string& out, int indent, int depth) const;
-
-  Type m_type = Type::Null;
-  bool m_bool = false;
-  long long m_integer = 0;
-  double m_double = 0.0;
-  std::string m_string;
-  std::vector<Json> m_items;
-  std::vector<std::pair<std::string, Json>> m_members;
-};
+// Typed access for documents read from outside: each throws a JsonError
+// naming `what` (the place in the document) when the type does not match.
+bool jsonBool(const Json& value, const std::string& what);
+// Integers only (a fraction or exponent is refused), in the 64-bit range.
+long long jsonInteger(const Json& value, const std::string& what);
+const std::string& jsonString(const Json& value, const std::string& what);
+const Json::array_t& jsonArray(const Json& value, const std::string& what);
+// The member `key` of the object `value`; `where` names the object.
+const Json& jsonMember(const Json& value, const char* key, const std::string& where);
+// Whether `value` is an object with the member `key`.
+bool jsonHasMember(const Json& value, const char* key);
 
 }  // namespace hdutil

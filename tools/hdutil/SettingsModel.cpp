@@ -7,6 +7,7 @@
 #include "LowLevelFacilities/CPStringUtils.h"
 #include "LowLevelFacilities/Formatter.h"
 #include "attributebytes/AttributeBytesValue.h"
+#include "attributebytes/PersistentAttributes.h"
 
 namespace hdutil {
 
@@ -22,18 +23,18 @@ Json textToJson(const CXString& text) {
   }
   Json units = Json::array();
   for (const char16_t unit : text.u16string()) {
-    units.push(static_cast<long long>(unit));
+    units.push_back(static_cast<unsigned>(unit));
   }
   Json object = Json::object();
-  object.set("utf16", std::move(units));
+  object["utf16"] = std::move(units);
   return object;
 }
 
 CXString textFromJson(const Json& json, const std::string& where) {
-  if (json.isObject()) {
+  if (json.is_object()) {
     std::u16string units;
-    for (const Json& unit : json.at("utf16", where).asArray(where + ".utf16")) {
-      const long long value = unit.asInteger(where + ".utf16[]");
+    for (const Json& unit : jsonArray(jsonMember(json, "utf16", where), where + ".utf16")) {
+      const long long value = jsonInteger(unit, where + ".utf16[]");
       if (value < 0 || value > 0xFFFF) {
         throw JsonError(where + ".utf16 holds a value that is not a UTF-16 code unit");
       }
@@ -41,11 +42,11 @@ CXString textFromJson(const Json& json, const std::string& where) {
     }
     return CXString(std::move(units));
   }
-  return CXString::fromUtf8(json.asString(where));
+  return CXString::fromUtf8(jsonString(json, where));
 }
 
 std::int32_t int32FromJson(const Json& json, const std::string& where) {
-  const long long value = json.asInteger(where);
+  const long long value = jsonInteger(json, where);
   if (value < -2147483648LL || value > 2147483647LL) {
     throw JsonError(where + " is outside the 32-bit range");
   }
@@ -53,7 +54,7 @@ std::int32_t int32FromJson(const Json& json, const std::string& where) {
 }
 
 short int16FromJson(const Json& json, const std::string& where) {
-  const long long value = json.asInteger(where);
+  const long long value = jsonInteger(json, where);
   if (value < -32768 || value > 32767) {
     throw JsonError(where + " is outside the 16-bit range");
   }
@@ -71,30 +72,12 @@ std::string dimensionText(const Dimension& dimension) {
   return formatToStdString("%g mm (%d um)", microns / 1000.0, microns);
 }
 
+// Text in quotes, as UTF-8; an unpaired surrogate shows as U+FFFD, as in ids.
 std::string quoted(const CXString& text) {
-  return formatToStdString("'%s'", text);
+  return formatToStdString("'%s'", text.toUtf8());
 }
 
 }  // namespace
-
-std::string wellKnownNameSpaceName(long nameSpaceId) {
-  switch (nameSpaceId) {
-    case 1:
-      return "DataModelDocProp";
-    case 2:
-      return "DataModelDeviceProp";
-    case 3:
-      return "MsDeviceCapabilities";
-    case 4:
-      return "SavedSettings";
-    case 5:
-      return "SavedSettingsData";
-    case 6:
-      return "ScanSettings";
-    default:
-      return "";
-  }
-}
 
 std::string idTypeName(const AttributeBytesId& id) {
   return stripPrefix(id.GetTypeDebugDisplayString(), "ABIDE_");
@@ -119,166 +102,169 @@ std::vector<std::unique_ptr<AttributeBytes>> readAllRecords(const AttributeBytes
 
 Json idToJson(const AttributeBytesId& id) {
   Json json = Json::object();
-  json.set("type", idTypeName(id));
+  json["type"] = idTypeName(id);
   switch (id.GetAttributeBytesIdType()) {
     case ABIDE_FEATURE:
-      json.set("featureId", static_cast<const AttributeBytesFeatureId&>(id).GetFeatureId());
+      json["featureId"] = static_cast<const AttributeBytesFeatureId&>(id).GetFeatureId();
       break;
     case ABIDE_NEWFEATURE:
-      json.set("name", textToJson(static_cast<const AttributeBytesNewFeatureId&>(id).GetFeatureName()));
+      json["name"] = textToJson(static_cast<const AttributeBytesNewFeatureId&>(id).GetFeatureName());
       break;
     case ABIDE_VALUE:
-      json.set("valueId", static_cast<const AttributeBytesValueId&>(id).GetValueId());
+      json["valueId"] = static_cast<const AttributeBytesValueId&>(id).GetValueId();
       break;
     case ABIDE_NEWVALUE:
-      json.set("name", textToJson(static_cast<const AttributeBytesNewValueId&>(id).GetValueName()));
+      json["name"] = textToJson(static_cast<const AttributeBytesNewValueId&>(id).GetValueName());
       break;
     case ABIDE_LISTOFVALUESITEM:
-      json.set("index", static_cast<const AttributeBytesListOfValuesItemId&>(id).GetIndexValue());
+      json["index"] = static_cast<const AttributeBytesListOfValuesItemId&>(id).GetIndexValue();
       break;
     case ABIDE_CAPABILITY: {
       const auto& capability = static_cast<const AttributeBytesCapabilityId&>(id);
-      json.set("featureId", capability.GetFeatureId());
-      json.set("capabilityType", static_cast<int>(capability.GetCapabilityTypeEnum()));
+      json["featureId"] = capability.GetFeatureId();
+      json["capabilityType"] = static_cast<int>(capability.GetCapabilityTypeEnum());
       break;
     }
     case ABIDE_NEWCAPABILITY: {
       const auto& capability = static_cast<const AttributeBytesNewCapabilityId&>(id);
-      json.set("newFeatureId", textToJson(capability.GetNewFeatureId()));
-      json.set("capabilityType", static_cast<int>(capability.GetCapabilityTypeEnum()));
+      json["newFeatureId"] = textToJson(capability.GetNewFeatureId());
+      json["capabilityType"] = static_cast<int>(capability.GetCapabilityTypeEnum());
       break;
     }
     case ABIDE_NAMESPACE: {
       const long nameSpaceId = static_cast<const AttributeBytesNameSpacesId&>(id).GetNameSpaceId();
-      json.set("nameSpaceId", nameSpaceId);
-      const std::string name = wellKnownNameSpaceName(nameSpaceId);
-      if (!name.empty()) {
-        json.set("name", name);
+      json["nameSpaceId"] = nameSpaceId;
+      const char* name = PersistentAttributes::GetWellKnownNameSpaceName(nameSpaceId);
+      if (*name != '\0') {
+        json["name"] = name;
       }
       break;
     }
-    default:
-      break;
+    case ABIDE_UNSPECIFIED:
+      break;  // no id class reports this tag
   }
   return json;
 }
 
 Json valueToJson(const AttributeBytesValue& value) {
   Json json = Json::object();
-  json.set("type", valueTypeName(value));
-  json.set("specified", value.IsSpecified());
+  json["type"] = valueTypeName(value);
+  json["specified"] = value.IsSpecified();
   switch (value.GetAttributeBytesValueType()) {
     case ABVTE_OPTION:
-      json.set("option", idToJson(static_cast<const AttributeBytesOptionValue&>(value).GetValue()));
+      json["option"] = idToJson(static_cast<const AttributeBytesOptionValue&>(value).GetValue());
       break;
     case ABVTE_INTEGER:
-      json.set("value", static_cast<const AttributeBytesIntegerValue&>(value).GetValue());
+      json["value"] = static_cast<const AttributeBytesIntegerValue&>(value).GetValue();
       break;
     case ABVTE_STRING:
-      json.set("value", textToJson(static_cast<const AttributeBytesStringValue&>(value).GetValue()));
+      json["value"] = textToJson(static_cast<const AttributeBytesStringValue&>(value).GetValue());
       break;
     case ABVTE_BOOLEAN:
-      json.set("value", static_cast<const AttributeBytesBooleanValue&>(value).GetValue());
+      json["value"] = static_cast<const AttributeBytesBooleanValue&>(value).GetValue();
       break;
     case ABVTE_RANGE: {
       const auto& range = static_cast<const AttributeBytesRangeValue&>(value);
-      json.set("first", range.GetFirst());
-      json.set("second", range.GetSecond());
+      json["first"] = range.GetFirst();
+      json["second"] = range.GetSecond();
       break;
     }
     case ABVTE_RANGEOFDIMENSION: {
       const auto& range = static_cast<const AttributeBytesRangeOfDimensionValue&>(value);
-      json.set("firstMicrons", static_cast<long long>(range.GetFirst().GetStorageValue()));
-      json.set("secondMicrons", static_cast<long long>(range.GetSecond().GetStorageValue()));
+      json["firstMicrons"] = static_cast<long long>(range.GetFirst().GetStorageValue());
+      json["secondMicrons"] = static_cast<long long>(range.GetSecond().GetStorageValue());
       break;
     }
     case ABVTE_DIMENSION:
-      json.set("microns", static_cast<long long>(
-                              static_cast<const AttributeBytesDimensionValue&>(value).GetValue().GetStorageValue()));
+      json["microns"] =
+          static_cast<long long>(static_cast<const AttributeBytesDimensionValue&>(value).GetValue().GetStorageValue());
       break;
     case ABVTE_RESOLUTION: {
       const auto& resolution = static_cast<const AttributeBytesResolutionValue&>(value);
-      json.set("first", resolution.GetFirst());
-      json.set("second", resolution.GetSecond());
-      json.set("third", static_cast<int>(resolution.GetThird()));
+      json["first"] = resolution.GetFirst();
+      json["second"] = resolution.GetSecond();
+      json["third"] = static_cast<int>(resolution.GetThird());
       break;
     }
     case ABVTE_DATABLOB:
-      json.set("hex", ByteBuffer::ConvertByteBufferToHexBinaryString(
-                          static_cast<const AttributeBytesDataBlobValue&>(value).GetValue())
-                          .toUtf8());
+      json["hex"] = ByteBuffer::ConvertByteBufferToHexBinaryString(
+                        static_cast<const AttributeBytesDataBlobValue&>(value).GetValue())
+                        .toUtf8();
       break;
     case ABVTE_LIST: {
       const auto& list = static_cast<const AttributeBytesListValue&>(value);
-      json.set("kindOfList", static_cast<int>(list.GetKindOfList()));
-      json.set("records", rawListToJson(list.GetValue()));
+      json["kindOfList"] = static_cast<int>(list.GetKindOfList());
+      json["records"] = rawListToJson(list.GetValue());
       break;
     }
     case ABVTE_DATETIME: {
       const UtcTime& time = static_cast<const AttributeBytesDateTimeValue&>(value).GetValue();
-      json.set("time64", static_cast<long long>(time.ToTime64()));
-      json.set("utc", time.GetIso8601String());
+      json["time64"] = static_cast<long long>(time.ToTime64());
+      json["utc"] = time.GetIso8601String();
       break;
     }
-    default:
-      break;
+    case ABVTE_UNSPECIFIED:
+      break;  // no value class reports this tag
   }
   return json;
 }
 
 Json recordToJson(const AttributeBytes& record) {
   Json json = Json::object();
-  json.set("id", idToJson(record.GetAttributeBytesId()));
-  json.set("value", valueToJson(record.GetAttributeBytesValue()));
+  json["id"] = idToJson(record.GetAttributeBytesId());
+  json["value"] = valueToJson(record.GetAttributeBytesValue());
   return json;
 }
 
 Json rawListToJson(const AttributeBytesRawList& list) {
   Json records = Json::array();
   for (const std::unique_ptr<AttributeBytes>& record : readAllRecords(list)) {
-    records.push(recordToJson(*record));
+    records.push_back(recordToJson(*record));
   }
   return records;
 }
 
 std::unique_ptr<AttributeBytesId> idFromJson(const Json& json, const std::string& where) {
-  const std::string type = json.at("type", where).asString(where + ".type");
+  const std::string type = jsonString(jsonMember(json, "type", where), where + ".type");
   if (type == "FEATURE") {
-    return std::make_unique<AttributeBytesFeatureId>(int32FromJson(json.at("featureId", where), where + ".featureId"));
+    return std::make_unique<AttributeBytesFeatureId>(
+        int32FromJson(jsonMember(json, "featureId", where), where + ".featureId"));
   }
   if (type == "NEWFEATURE") {
-    return std::make_unique<AttributeBytesNewFeatureId>(textFromJson(json.at("name", where), where + ".name"));
+    return std::make_unique<AttributeBytesNewFeatureId>(textFromJson(jsonMember(json, "name", where), where + ".name"));
   }
   if (type == "VALUE") {
-    return std::make_unique<AttributeBytesValueId>(int32FromJson(json.at("valueId", where), where + ".valueId"));
+    return std::make_unique<AttributeBytesValueId>(
+        int32FromJson(jsonMember(json, "valueId", where), where + ".valueId"));
   }
   if (type == "NEWVALUE") {
-    return std::make_unique<AttributeBytesNewValueId>(textFromJson(json.at("name", where), where + ".name"));
+    return std::make_unique<AttributeBytesNewValueId>(textFromJson(jsonMember(json, "name", where), where + ".name"));
   }
   if (type == "LISTOFVALUESITEM") {
-    return std::make_unique<AttributeBytesListOfValuesItemId>(int32FromJson(json.at("index", where), where + ".index"));
+    return std::make_unique<AttributeBytesListOfValuesItemId>(
+        int32FromJson(jsonMember(json, "index", where), where + ".index"));
   }
   if (type == "CAPABILITY") {
     return std::make_unique<AttributeBytesCapabilityId>(
-        int32FromJson(json.at("featureId", where), where + ".featureId"),
-        int16FromJson(json.at("capabilityType", where), where + ".capabilityType"));
+        int32FromJson(jsonMember(json, "featureId", where), where + ".featureId"),
+        int16FromJson(jsonMember(json, "capabilityType", where), where + ".capabilityType"));
   }
   if (type == "NEWCAPABILITY") {
     return std::make_unique<AttributeBytesNewCapabilityId>(
-        textFromJson(json.at("newFeatureId", where), where + ".newFeatureId"),
-        int16FromJson(json.at("capabilityType", where), where + ".capabilityType"));
+        textFromJson(jsonMember(json, "newFeatureId", where), where + ".newFeatureId"),
+        int16FromJson(jsonMember(json, "capabilityType", where), where + ".capabilityType"));
   }
   if (type == "NAMESPACE") {
     return std::make_unique<AttributeBytesNameSpacesId>(
-        int32FromJson(json.at("nameSpaceId", where), where + ".nameSpaceId"));
+        int32FromJson(jsonMember(json, "nameSpaceId", where), where + ".nameSpaceId"));
   }
   throw JsonError(where + ".type \"" + type + "\" is not an id type");
 }
 
 std::unique_ptr<AttributeBytesValue> valueFromJson(const Json& json, const std::string& where) {
-  const std::string type = json.at("type", where).asString(where + ".type");
-  const bool specified = json.at("specified", where).asBool(where + ".specified");
-  const auto member = [&](const char* name) -> const Json& { return json.at(name, where); };
+  const std::string type = jsonString(jsonMember(json, "type", where), where + ".type");
+  const bool specified = jsonBool(jsonMember(json, "specified", where), where + ".specified");
+  const auto member = [&](const char* name) -> const Json& { return jsonMember(json, name, where); };
   const auto path = [&](const char* name) { return where + "." + name; };
   if (type == "OPTION") {
     return std::make_unique<AttributeBytesOptionValue>(idFromJson(member("option"), path("option")), specified);
@@ -290,7 +276,7 @@ std::unique_ptr<AttributeBytesValue> valueFromJson(const Json& json, const std::
     return std::make_unique<AttributeBytesStringValue>(textFromJson(member("value"), path("value")), specified);
   }
   if (type == "BOOLEAN") {
-    return std::make_unique<AttributeBytesBooleanValue>(member("value").asBool(path("value")), specified);
+    return std::make_unique<AttributeBytesBooleanValue>(jsonBool(member("value"), path("value")), specified);
   }
   if (type == "RANGE") {
     return std::make_unique<AttributeBytesRangeValue>(int32FromJson(member("first"), path("first")),
@@ -312,14 +298,14 @@ std::unique_ptr<AttributeBytesValue> valueFromJson(const Json& json, const std::
   }
   if (type == "DATABLOB") {
     ByteBuffer bytes;
-    if (!ByteBuffer::ConvertHexBinaryStringToByteBuffer(CXString::fromUtf8(member("hex").asString(path("hex"))), bytes,
-                                                        true)) {
+    if (!ByteBuffer::ConvertHexBinaryStringToByteBuffer(CXString::fromUtf8(jsonString(member("hex"), path("hex"))),
+                                                        bytes, true)) {
       throw JsonError(path("hex") + " is not hex text");
     }
     return std::make_unique<AttributeBytesDataBlobValue>(bytes, specified);
   }
   if (type == "LIST") {
-    const long long kind = member("kindOfList").asInteger(path("kindOfList"));
+    const long long kind = jsonInteger(member("kindOfList"), path("kindOfList"));
     if (kind < 0 || kind > 255) {
       throw JsonError(path("kindOfList") + " must be 0 to 255");
     }
@@ -328,19 +314,19 @@ std::unique_ptr<AttributeBytesValue> valueFromJson(const Json& json, const std::
   }
   if (type == "DATETIME") {
     return std::make_unique<AttributeBytesDateTimeValue>(
-        UtcTime::FromTime64(member("time64").asInteger(path("time64"))), specified);
+        UtcTime::FromTime64(jsonInteger(member("time64"), path("time64"))), specified);
   }
   throw JsonError(where + ".type \"" + type + "\" is not a value type");
 }
 
 AttributeBytes recordFromJson(const Json& json, const std::string& where) {
-  return AttributeBytes(idFromJson(json.at("id", where), where + ".id"),
-                        valueFromJson(json.at("value", where), where + ".value"));
+  return AttributeBytes(idFromJson(jsonMember(json, "id", where), where + ".id"),
+                        valueFromJson(jsonMember(json, "value", where), where + ".value"));
 }
 
 AttributeBytesRawList rawListFromJson(const Json& records, const std::string& where) {
   AttributeBytesRawList list;
-  const std::vector<Json>& items = records.asArray(where);
+  const std::vector<Json>& items = jsonArray(records, where);
   for (std::size_t i = 0; i < items.size(); ++i) {
     list.AddAttributeBytes(recordFromJson(items[i], where + "[" + std::to_string(i) + "]"));
   }
@@ -388,9 +374,10 @@ std::string valueText(const AttributeBytesValue& value) {
     }
     case ABVTE_DATETIME:
       return static_cast<const AttributeBytesDateTimeValue&>(value).GetValue().GetIso8601String();
-    default:
-      return "?";
+    case ABVTE_UNSPECIFIED:
+      break;  // no value class reports this tag
   }
+  return "?";
 }
 
 }  // namespace hdutil

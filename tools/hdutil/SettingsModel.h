@@ -15,7 +15,11 @@
 // and third, DATABLOB hex, LIST kindOfList and records, DATETIME time64 (the
 // stored value, which decides) and utc (for reading).
 // Text that is not valid UTF-16 (an unpaired surrogate) is written as
-// {"utf16": [code units]} so that it survives the round trip.
+// {"utf16": [code units]} so that it survives the round trip; in the
+// one-line text an unpaired surrogate shows as U+FFFD, in values as in ids.
+//
+// The switches over the id and value tags name every tag and have no
+// default, so that the compiler points at each of them when a type is added.
 
 #include "Json.h"
 
@@ -51,8 +55,5 @@ std::string valueText(const AttributeBytesValue& value);
 
 // All records of a raw list, in order.
 std::vector<std::unique_ptr<AttributeBytes>> readAllRecords(const AttributeBytesRawList& list);
-
-// The readable name of a well-known namespace id ("DataModelDocProp"), or "".
-std::string wellKnownNameSpaceName(long nameSpaceId);
 
 }  // namespace hdutil

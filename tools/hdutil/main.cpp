@@ -16,8 +16,10 @@
 // 2 bad input or usage. Bad input never crashes: it ends in one line naming
 // the library's exception class and message.
 
+#include "CommandLine.h"
 #include "Json.h"
 #include "PersistedStateTool.h"
+#include "PrintableText.h"
 #include "RegistryValue.h"
 #include "SampleState.h"
 #include "StateInput.h"
@@ -26,18 +28,21 @@
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "attributebytes/PersistentAttributes.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace {
 
-using hdutil::Json;
+using hdutil::Options;
+using hdutil::UsageError;
 
 constexpr const char* kSampleName = "@sample";
 
@@ -57,8 +62,9 @@ const char* const kMainUsage =
     "\n"
     "FILE may hold the state as raw binary, as hex text, or as a registry export\n"
     "(.reg) line such as \"Name\"=hex:10,00,00,...; '-' reads standard input and\n"
-    "'@sample' names the built-in sample. On Windows, 'inspect --registry' and\n"
-    "'encode --to-registry' read and write a state straight in the registry.\n"
+    "'@sample' names the built-in sample. Input files (JSON too) may hold up to\n"
+    "64 MiB, a state up to 8 MiB of settings. On Windows, 'inspect --registry'\n"
+    "and 'encode --to-registry' read and write a state straight in the registry.\n"
     "\n"
     "Options:\n"
     "  -h, --help       show help (after a command: that command's help)\n"
@@ -127,57 +133,8 @@ const char* const kSampleUsage =
 const char* const kPlatformUsage =
     "Usage: hdutil platform\n\nShow what the library knows about this process and machine.\n";
 const char* const kErrorUsage =
-    "Usage: hdutil error CODE\n\nShow the system's message text for an error code (decimal or 0x hex).\n";
-
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-struct Options {
-  std::vector<std::string> arguments;
-  bool json = false;
-  bool hex = false;
-  bool help = false;
-  std::string valueName;
-  std::string output;
-  std::string registry;    // inspect --registry ROOT\KEY\VALUE
-  std::string toRegistry;  // encode/sample --to-registry ROOT\KEY\VALUE
-};
-
-Options parseOptions(int argc, char** argv, int first, bool acceptsOutput) {
-  Options options;
-  for (int i = first; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (argument == "-h" || argument == "--help") {
-      options.help = true;
-    } else if (argument == "--json") {
-      options.json = true;
-    } else if (argument == "--hex" && acceptsOutput) {
-      options.hex = true;
-    } else if (argument == "--value") {
-      if (i + 1 >= argc) {
-        throw UsageError("--value needs a name");
-      }
-      options.valueName = argv[++i];
-    } else if (argument == "--registry" || (argument == "--to-registry" && acceptsOutput)) {
-      if (i + 1 >= argc) {
-        throw UsageError(argument + " needs a registry location ROOT\\KEY\\VALUE");
-      }
-      (argument == "--registry" ? options.registry : options.toRegistry) = argv[++i];
-    } else if ((argument == "-o" || argument == "--output") && acceptsOutput) {
-      if (i + 1 >= argc) {
-        throw UsageError(argument + " needs a file name");
-      }
-      options.output = argv[++i];
-    } else if (argument.size() > 1 && argument[0] == '-' && argument != "-") {
-      throw UsageError("unknown option '" + argument + "'");
-    } else {
-      options.arguments.push_back(argument);
-    }
-  }
-  return options;
-}
+    "Usage: hdutil error CODE\n\nShow the system's message text for an error code: a 32-bit number, decimal or\n"
+    "0x hex, or a negative decimal HRESULT (-2147024891 is 0x80070005).\n";
 
 struct LoadedInput {
   hdutil::PersistedState state;
@@ -192,18 +149,16 @@ LoadedInput load(const std::string& file, const std::string& valueName) {
     loaded.source = "built-in sample";
     return loaded;
   }
-  const hdutil::StateInput input = hdutil::decodeStateInput(hdutil::readWholeFile(file), valueName);
+  const hdutil::StateInput input = hdutil::decodeStateInput(hdutil::readInput(file), valueName);
   loaded.state = hdutil::loadPersistedState(input.bytes);
   loaded.source = (file == "-" ? std::string("standard input") : file) + " (" + input.description + ")";
   return loaded;
 }
 
 LoadedInput loadFromRegistry(const std::string& location) {
-  const hdutil::RegistryValue value = hdutil::readRegistryValue(location);
-  const hdutil::StateInput input =
-      hdutil::decodeStateInput(std::string(value.bytes.begin(), value.bytes.end()), std::string());
+  hdutil::RegistryValue value = hdutil::readRegistryValue(location);
   LoadedInput loaded;
-  loaded.state = hdutil::loadPersistedState(input.bytes);
+  loaded.state = hdutil::loadPersistedState(hdutil::decodeStateInput(std::move(value.bytes), std::string()).bytes);
   loaded.source = value.description;
   return loaded;
 }
@@ -211,25 +166,28 @@ LoadedInput loadFromRegistry(const std::string& location) {
 void writeOutput(const ByteBuffer& bytes, const Options& options) {
   if (!options.toRegistry.empty()) {
     hdutil::writeRegistryValue(options.toRegistry, bytes);
-    std::cout << "wrote " << bytes.size() << " bytes to " << options.toRegistry << " (REG_BINARY)\n";
+    std::cout << "wrote " << bytes.size() << " bytes to " << hdutil::printableText(options.toRegistry)
+              << " (REG_BINARY)\n";
     std::cout.flush();
     if (options.output.empty()) {
       return;
     }
   }
-  std::string data;
+  std::string hex;
+  const char* data = reinterpret_cast<const char*>(bytes.data());
+  std::size_t size = bytes.size();
   if (options.hex) {
-    data = ByteBuffer::ConvertByteBufferToHexBinaryString(bytes).toUtf8() + "\n";
-  } else {
-    data.assign(bytes.begin(), bytes.end());
+    hex = ByteBuffer::ConvertByteBufferToHexBinaryString(bytes).toUtf8() + "\n";
+    data = hex.data();
+    size = hex.size();
   }
   if (options.output.empty()) {
-    std::cout.write(data.data(), static_cast<std::streamsize>(data.size()));
+    std::cout.write(data, static_cast<std::streamsize>(size));
     std::cout.flush();
     return;
   }
   std::ofstream file(options.output, std::ios::binary);
-  file.write(data.data(), static_cast<std::streamsize>(data.size()));
+  file.write(data, static_cast<std::streamsize>(size));
   if (!file) {
     throw hdutil::InputError("cannot write '" + options.output + "'");
   }
@@ -247,7 +205,7 @@ int inspect(const Options& options) {
           ? loadFromRegistry(options.registry)
           : load(options.arguments.empty() ? kSampleName : options.arguments[0], options.valueName);
   if (options.json) {
-    std::cout << hdutil::persistedStateToJson(loaded.state, loaded.source).dump();
+    std::cout << hdutil::writeJson(hdutil::persistedStateToJson(loaded.state, loaded.source));
   } else {
     hdutil::printPersistedState(std::cout, loaded.state, loaded.source);
   }
@@ -271,7 +229,9 @@ int encode(const Options& options) {
   if (options.arguments.size() != 1) {
     throw UsageError("encode takes one JSON file");
   }
-  const Json document = Json::parse(hdutil::readWholeFile(options.arguments[0]));
+  const ByteBuffer text = hdutil::readInput(options.arguments[0]);
+  const hdutil::Json document =
+      hdutil::parseJson(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
   const ByteBuffer bytes = hdutil::encodePersistedState(document);
   hdutil::loadPersistedState(bytes);  // what we write must read back
   writeOutput(bytes, options);
@@ -286,14 +246,18 @@ int sample(const Options& options) {
   return 0;
 }
 
-int showPlatform() {
+int showPlatform(const Options& options) {
+  if (!options.arguments.empty()) {
+    throw UsageError("platform takes no arguments");
+  }
   namespace pf = PlatformFacilities;
   const pf::LocalTime now = pf::localTimeNow();
   const pf::HighResolutionClockReading clock = pf::readHighResolutionClock();
-  std::printf("computer name     : %s\n", pf::computerName().c_str());
-  std::printf("process           : %s (id %u)\n", pf::processName().c_str(), pf::currentProcessId());
+  std::printf("computer name     : %s\n", hdutil::printableText(pf::computerName()).c_str());
+  std::printf("process           : %s (id %u)\n", hdutil::printableText(pf::processName()).c_str(),
+              pf::currentProcessId());
   std::printf("thread id         : %u\n", pf::currentThreadId());
-  std::printf("library image     : %s\n", pf::ownModulePath().c_str());
+  std::printf("library image     : %s\n", hdutil::printableText(pf::ownModulePath()).c_str());
   std::printf("local time        : %04d-%02d-%02d %02d:%02d:%02d.%03d\n", now.year, now.month, now.day, now.hour,
               now.minute, now.second, now.millisecond);
   std::printf("clock             : %s, %llu ticks per second\n",
@@ -302,68 +266,63 @@ int showPlatform() {
   return 0;
 }
 
-int showError(const std::string& argument) {
-  char* end = nullptr;
-  const unsigned long code = std::strtoul(argument.c_str(), &end, 0);
-  if (argument.empty() || *end != '\0') {
-    throw UsageError("'" + argument + "' is not a number");
-  }
-  const std::string text = PlatformFacilities::systemMessageText(static_cast<std::uint32_t>(code));
-  std::printf("%lu (0x%lx): %s\n", code, code, text.empty() ? "Unknown value" : text.c_str());
-  return 0;
-}
-
-int run(int argc, char** argv) {
-  std::string command = "inspect";
-  int first = 1;
-  if (argc >= 2 && argv[1][0] != '-' && std::strcmp(argv[1], "-") != 0) {
-    const std::string word = argv[1];
-    if (word == "inspect" || word == "diff" || word == "encode" || word == "sample" || word == "platform" ||
-        word == "error") {
-      command = word;
-      first = 2;
-    }
-  } else if (argc >= 2 && (std::strcmp(argv[1], "-h") == 0 || std::strcmp(argv[1], "--help") == 0)) {
-    std::fputs(kMainUsage, stdout);
-    return 0;
-  }
-  const bool writesBytes = command == "encode" || command == "sample";
-  const Options options = parseOptions(argc, argv, first, writesBytes);
-  const char* usage = command == "inspect"    ? kInspectUsage
-                      : command == "diff"     ? kDiffUsage
-                      : command == "encode"   ? kEncodeUsage
-                      : command == "sample"   ? kSampleUsage
-                      : command == "platform" ? kPlatformUsage
-                                              : kErrorUsage;
-  if (options.help) {
-    std::fputs(usage, stdout);
-    return 0;
-  }
-  if (options.json && command != "inspect") {
-    throw UsageError("--json belongs to inspect");
-  }
-  if (!options.registry.empty() && command != "inspect") {
-    throw UsageError("--registry belongs to inspect");
-  }
-  if (command == "inspect") {
-    return inspect(options);
-  }
-  if (command == "diff") {
-    return diff(options);
-  }
-  if (command == "encode") {
-    return encode(options);
-  }
-  if (command == "sample") {
-    return sample(options);
-  }
-  if (command == "platform") {
-    return showPlatform();
-  }
+int showError(const Options& options) {
   if (options.arguments.size() != 1) {
     throw UsageError("error takes one CODE");
   }
-  return showError(options.arguments[0]);
+  const std::uint32_t code = hdutil::parseErrorCode(options.arguments[0]);
+  const std::string text = PlatformFacilities::systemMessageText(code);
+  std::printf("%u (0x%x): %s\n", static_cast<unsigned>(code), static_cast<unsigned>(code),
+              text.empty() ? "Unknown value" : hdutil::printableLine(text).c_str());
+  return 0;
+}
+
+// The commands. To add one: its usage text, its function, and a line here
+// naming the options it accepts (see CommandLine.h).
+struct Command {
+  const char* name;
+  const char* usage;
+  unsigned options;
+  int (*run)(const Options&);
+};
+
+const Command kCommands[] = {
+    {"inspect", kInspectUsage, hdutil::kJsonOption | hdutil::kValueOption | hdutil::kRegistryOption, inspect},
+    {"diff", kDiffUsage, hdutil::kValueOption, diff},
+    {"encode", kEncodeUsage, hdutil::kOutputOption | hdutil::kHexOption | hdutil::kToRegistryOption, encode},
+    {"sample", kSampleUsage, hdutil::kOutputOption | hdutil::kHexOption | hdutil::kToRegistryOption, sample},
+    {"platform", kPlatformUsage, hdutil::kNoOptions, showPlatform},
+    {"error", kErrorUsage, hdutil::kNoOptions, showError},
+};
+
+const Command* findCommand(const std::string& name) {
+  for (const Command& command : kCommands) {
+    if (name == command.name) {
+      return &command;
+    }
+  }
+  return nullptr;
+}
+
+int run(const std::vector<std::string>& words) {
+  if (!words.empty() && (words[0] == "-h" || words[0] == "--help")) {
+    std::fputs(kMainUsage, stdout);
+    return 0;
+  }
+  // Without a command word the words are inspect's ("hdutil state.bin").
+  const Command* command = words.empty() ? nullptr : findCommand(words[0]);
+  const std::size_t first = command != nullptr ? 1 : 0;
+  if (command == nullptr) {
+    command = findCommand("inspect");
+  }
+  const Options options =
+      hdutil::parseOptions(std::vector<std::string>(words.begin() + static_cast<std::ptrdiff_t>(first), words.end()),
+                           command->options, command->name);
+  if (options.help) {
+    std::fputs(command->usage, stdout);
+    return 0;
+  }
+  return command->run(options);
 }
 
 }  // namespace
@@ -371,21 +330,24 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // States travel through standard input and output as raw bytes.
   PlatformFacilities::useBinaryModeForStandardStreams();
+  // Every failure ends in exactly one line: texts from the input or from the
+  // library's messages are made printable first (see PrintableText.h).
+  const auto report = [](const std::string& line) { std::fprintf(stderr, "hdutil: %s\n", line.c_str()); };
+  using hdutil::printableLine;
   try {
-    return run(argc, argv);
+    return run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
   } catch (const UsageError& e) {
-    std::fprintf(stderr, "hdutil: %s (see 'hdutil --help')\n", e.what());
+    report(printableLine(e.what()) + " (see 'hdutil --help')");
   } catch (const CPException& e) {
-    std::fprintf(stderr, "hdutil: %s: %s\n", CPException::getReadableTypeName(typeid(e)).c_str(),
-                 e.getExceptionMessage());
-  } catch (const hdutil::JsonError& e) {
-    std::fprintf(stderr, "hdutil: bad JSON: %s\n", e.what());
+    report(CPException::getReadableTypeName(typeid(e)) + ": " + printableLine(e.getExceptionMessage()));
   } catch (const hdutil::RegistryUnavailable& e) {
-    std::fprintf(stderr, "hdutil: %s\n", e.what());
+    report(e.what());
+  } catch (const hdutil::JsonError& e) {
+    report("bad JSON: " + printableLine(e.what()));
   } catch (const hdutil::InputError& e) {
-    std::fprintf(stderr, "hdutil: bad input: %s\n", e.what());
+    report("bad input: " + printableLine(e.what()));
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "hdutil: %s\n", CPException::getExceptionDescription(e).c_str());
+    report(printableLine(CPException::getExceptionDescription(e)));
   }
   return 2;
 }
