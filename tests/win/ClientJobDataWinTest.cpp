@@ -7,6 +7,7 @@
 #include "Environment/Win/MeridianTempFolders.h"
 #include "Environment/Win/Printer.h"
 #include "General/ClientJobData2ReaderWriter.h"
+#include "General/FilterStoreEnvironment.h"
 #include "General/Win/PrintPipelinePropertyBag.h"
 
 #include <gtest/gtest.h>
@@ -339,6 +340,11 @@ TEST(ClientJobDataWin, SpoolerJobIsFoundAndThePrinterNameRead) {
 
   EXPECT_EQ(Printer::GetPrinterName(printer).u16string(), u"HduClientJobDataTestPrinter");
   EXPECT_EQ(Printer::GetV4GuidPrinterNameByReverseEngineering(printer).u16string(), u"HduClientJobDataTestPrinter");
+  EXPECT_EQ(PrintDriver::GetV4PrinterDriverIDByReverseEngineering(printer).u16string(), u"Wine PostScript Driver");
+  auto& filterEnvironment = IFilterStoreEnvironment::GetSystemEnvironment();
+  EXPECT_EQ(filterEnvironment.GetPrinterName(printer).u16string(), u"HduClientJobDataTestPrinter");
+  EXPECT_EQ(filterEnvironment.GetV4PrinterDriverIDByReverseEngineering(printer).u16string(), u"Wine PostScript Driver");
+  EXPECT_TRUE(filterEnvironment.GetPrinterName(kUnknownPrinter).empty());
   CXString parameters(u"unchanged");
   EXPECT_TRUE(IClientJobDataEnvironment::GetSystemEnvironment().GetJobParameters(printer, jobId, parameters));
   EXPECT_TRUE(parameters.empty());

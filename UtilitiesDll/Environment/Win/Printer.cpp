@@ -10,7 +10,9 @@
 
 namespace {
 
-CXString PrinterNameFromLevel2(void* printerHandle, const char* function) {
+enum class Field { PrinterName, DriverName };
+
+CXString TextFromLevel2(void* printerHandle, Field field, const char* function) {
   DWORD needed = 0;
   GetPrinterW(static_cast<HANDLE>(printerHandle), 2, nullptr, 0, &needed);
   if (needed == 0) {
@@ -25,15 +27,20 @@ CXString PrinterNameFromLevel2(void* printerHandle, const char* function) {
               "GetPrinter() at level 2 failed for the printer handle %p.", printerHandle);
   }
   const auto* info = reinterpret_cast<const PRINTER_INFO_2W*>(buffer.data());
-  return info->pPrinterName != nullptr ? CXString(info->pPrinterName) : CXString();
+  const wchar_t* text = field == Field::PrinterName ? info->pPrinterName : info->pDriverName;
+  return text != nullptr ? CXString(text) : CXString();
 }
 
 }  // namespace
 
 CXString Printer::GetPrinterName(void* printerHandle) {
-  return PrinterNameFromLevel2(printerHandle, "Printer::GetPrinterName");
+  return TextFromLevel2(printerHandle, Field::PrinterName, "Printer::GetPrinterName");
 }
 
 CXString Printer::GetV4GuidPrinterNameByReverseEngineering(void* printerHandle) {
-  return PrinterNameFromLevel2(printerHandle, "Printer::GetV4GuidPrinterNameByReverseEngineering");
+  return TextFromLevel2(printerHandle, Field::PrinterName, "Printer::GetV4GuidPrinterNameByReverseEngineering");
+}
+
+CXString PrintDriver::GetV4PrinterDriverIDByReverseEngineering(void* printerHandle) {
+  return TextFromLevel2(printerHandle, Field::DriverName, "PrintDriver::GetV4PrinterDriverIDByReverseEngineering");
 }
