@@ -178,6 +178,17 @@ TEST(ClientJobData2ReaderWriter, BagRoadTakesAReferenceAndMovesACommittedFileInt
   const CJD uncommitted(environment, kPrinter, 6, third.pointer());
   EXPECT_TRUE(third.strings.empty());
   EXPECT_EQ(environment.files.count(file), 1u);
+
+  // A bag that refuses the list: the commit lands in the file again, and the
+  // file is not deleted under it.
+  FakePropertyBag refusing;
+  refusing.refuseWrites = true;
+  environment.files[file] = utf16le(u"L1=1;L200=4;");
+  environment.removedFiles.clear();
+  const CJD kept(environment, kPrinter, 6, refusing.pointer());
+  EXPECT_TRUE(refusing.strings.empty());
+  EXPECT_TRUE(environment.removedFiles.empty());
+  EXPECT_EQ(environment.files.at(file), utf16le(u"L1=1;L200=4;"));
 }
 
 TEST(ClientJobData2ReaderWriter, CommitFallsThroughTheStoresInOrder) {

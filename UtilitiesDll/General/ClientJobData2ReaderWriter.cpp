@@ -177,7 +177,8 @@ void ClientJobData2ReaderWriter::ReadFromSpoolerOrFile(bool createTempFolder) {
   const ByteBuffer contents = m_environment.ReadWholeFile(m_tempFileName);
   m_list.SetText(ClientJobDataParameterList::RemoveWhiteSpace(DecodeTempFileContents(contents).utf16View()));
   long committed = 0;
-  if (m_bag != nullptr && m_list.GetLong(kCommittedMarkerId, committed) && committed != 0 && CommitAdditions()) {
+  if (m_bag != nullptr && m_list.GetLong(kCommittedMarkerId, committed) && committed != 0 &&
+      CommitAndTellStore() == Store::PropertyBag) {
     m_environment.RemoveFile(m_tempFileName);
   }
 }
@@ -226,26 +227,30 @@ bool ClientJobData2ReaderWriter::StoreCjd2FromStringToPropertyBag(IClientJobData
 }
 
 bool ClientJobData2ReaderWriter::CommitAdditions() {
+  return CommitAndTellStore() != Store::None;
+}
+
+ClientJobData2ReaderWriter::Store ClientJobData2ReaderWriter::CommitAndTellStore() {
   try {
     return Commit();
   } catch (...) {
     ReportCurrentException(kCommitFunction, __LINE__, FailureText(kWritingFailure, m_tempFileName));
-    return false;
+    return Store::None;
   }
 }
 
-bool ClientJobData2ReaderWriter::Commit() {
+ClientJobData2ReaderWriter::Store ClientJobData2ReaderWriter::Commit() {
   m_list.AddOrReplaceLong(kCommittedMarkerId, 1);
   if (m_bag != nullptr && StoreCjd2FromStringToPropertyBag(m_environment, m_list.GetText(), m_bag)) {
-    return true;
+    return Store::PropertyBag;
   }
   if (m_jobFound && m_environment.SetJobParameters(m_printerHandle, m_jobIdForSpooler, m_list.GetText())) {
-    return true;
+    return Store::Spooler;
   }
   EnsureTempFileName();
   if (!m_tempFileName.empty()) {
     m_environment.WriteWholeFile(m_tempFileName, EncodeTempFileContents(m_list.GetText()));
-    return true;
+    return Store::TempFile;
   }
   HDU_THROW(CPExceptionClientJobDataFailure, HDU_DEBUG_CONTEXT_IN(kSourceFile, kCommitFunction),
             "No store accepted the client job data of job %u: %s, %s, and no temporary folder is known.",

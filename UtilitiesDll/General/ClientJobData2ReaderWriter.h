@@ -28,7 +28,9 @@
 //     the temporary file if it exists (one trailing zero unit dropped). Lists
 //     from the spooler or the file are used without ASCII white space. When a
 //     bag is present and the file's list carries the committed marker (long
-//     id 1 non-zero), it is committed into the bag and the file deleted.
+//     id 1 non-zero), it is committed, and the file is deleted when the bag
+//     took the list (when the bag refuses it, the commit goes on to the
+//     spooler or the file, and the file stays).
 // Committing (CommitAdditions): set long id 1 to 1, then the first store that
 // accepts the list wins: the bag, then the spooler (only for a job found at
 // construction), then the temporary file (only when the folder is known).
@@ -152,8 +154,11 @@ class HDU_API ClientJobData2ReaderWriter {
  private:
   void Init(bool createTempFolder);
   void ReadFromSpoolerOrFile(bool createTempFolder);
+  enum class Store { None, PropertyBag, Spooler, TempFile };
   void EnsureTempFileName();
-  bool Commit();
+  // The store that took the list; Store::None after a reported failure.
+  Store CommitAndTellStore();
+  Store Commit();
   void TakeBag(IPrintPipelinePropertyBag* bag);
 
   IClientJobDataEnvironment& m_environment;
