@@ -7,6 +7,8 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "General/ClientJobDataEnvironment.h"
 
+#include <new>
+
 namespace {
 
 [[noreturn]] void Unsupported(const char* function) {
@@ -39,6 +41,10 @@ class PosixClientJobDataEnvironment final : public IClientJobDataEnvironment {
 }  // namespace
 
 IClientJobDataEnvironment& IClientJobDataEnvironment::GetSystemEnvironment() noexcept {
-  static PosixClientJobDataEnvironment environment;
-  return environment;
+  // Built in static storage and never destroyed: objects that outlive the
+  // library's static objects (a caller's static reader-writer or store) may
+  // still use it, and no heap block is left behind at unload.
+  alignas(PosixClientJobDataEnvironment) static unsigned char storage[sizeof(PosixClientJobDataEnvironment)];
+  static PosixClientJobDataEnvironment* const environment = new (storage) PosixClientJobDataEnvironment();
+  return *environment;
 }

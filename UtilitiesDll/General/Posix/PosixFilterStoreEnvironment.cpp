@@ -5,6 +5,8 @@
 #include "General/FilterStoreEnvironment.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
+#include <new>
+
 namespace {
 
 class PosixFilterStoreEnvironment final : public IFilterStoreEnvironment {
@@ -21,6 +23,10 @@ class PosixFilterStoreEnvironment final : public IFilterStoreEnvironment {
 }  // namespace
 
 IFilterStoreEnvironment& IFilterStoreEnvironment::GetSystemEnvironment() noexcept {
-  static PosixFilterStoreEnvironment environment;
-  return environment;
+  // Built in static storage and never destroyed: objects that outlive the
+  // library's static objects (a caller's static reader-writer or store) may
+  // still use it, and no heap block is left behind at unload.
+  alignas(PosixFilterStoreEnvironment) static unsigned char storage[sizeof(PosixFilterStoreEnvironment)];
+  static PosixFilterStoreEnvironment* const environment = new (storage) PosixFilterStoreEnvironment();
+  return *environment;
 }

@@ -12,6 +12,7 @@
 
 #include <winspool.h>
 
+#include <new>
 #include <vector>
 
 namespace {
@@ -158,6 +159,10 @@ class WindowsClientJobDataEnvironment final : public IClientJobDataEnvironment {
 }  // namespace
 
 IClientJobDataEnvironment& IClientJobDataEnvironment::GetSystemEnvironment() noexcept {
-  static WindowsClientJobDataEnvironment environment;
-  return environment;
+  // Built in static storage and never destroyed: objects that outlive the
+  // library's static objects (a caller's static reader-writer or store) may
+  // still use it, and no heap block is left behind at unload.
+  alignas(WindowsClientJobDataEnvironment) static unsigned char storage[sizeof(WindowsClientJobDataEnvironment)];
+  static WindowsClientJobDataEnvironment* const environment = new (storage) WindowsClientJobDataEnvironment();
+  return *environment;
 }

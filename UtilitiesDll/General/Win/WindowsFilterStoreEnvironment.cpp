@@ -6,6 +6,8 @@
 #include "General/FilterStoreEnvironment.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
+#include <new>
+
 namespace {
 
 class WindowsFilterStoreEnvironment final : public IFilterStoreEnvironment {
@@ -38,6 +40,10 @@ class WindowsFilterStoreEnvironment final : public IFilterStoreEnvironment {
 }  // namespace
 
 IFilterStoreEnvironment& IFilterStoreEnvironment::GetSystemEnvironment() noexcept {
-  static WindowsFilterStoreEnvironment environment;
-  return environment;
+  // Built in static storage and never destroyed: objects that outlive the
+  // library's static objects (a caller's static reader-writer or store) may
+  // still use it, and no heap block is left behind at unload.
+  alignas(WindowsFilterStoreEnvironment) static unsigned char storage[sizeof(WindowsFilterStoreEnvironment)];
+  static WindowsFilterStoreEnvironment* const environment = new (storage) WindowsFilterStoreEnvironment();
+  return *environment;
 }
