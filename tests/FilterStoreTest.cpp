@@ -489,6 +489,11 @@ TEST(FilterStore, XmlFilterListsGoodEmptyAndMalformed) {
     EXPECT_EQ(message.substr(0, prefix.size()), prefix) << "input: " << bad << "\nmessage: " << message;
   }
 
+  // A mismatched end tag on line 2: the message says where.
+  const std::string mismatched = MessageOf<CPExceptionXMLConfigurationFileParseFailed>(
+      [] { FilterListXmlReader::ReadFilterNames(Bytes("<Filters>\n</Filter>"), CXString(u"bad.xml")); });
+  EXPECT_EQ(mismatched.substr(0, prefix.size() + 9), prefix + " (line 2)") << mismatched;
+
   TemporaryFolder folder("xml");
   folder.Write(u"list-\u00FC\u20AC.xml", "<Filters><Filter name=\"one\"/></Filters>");
   folder.Write(u"list.xml", "<Filters><Filter name=\"one\"/></Filters>");
