@@ -120,3 +120,14 @@ TEST(PlatformFacilities, RunOnceRunsExactlyOnceAcrossThreadsAndLockIsRecursive) 
   }
   EXPECT_EQ(counter, 40000);
 }
+
+TEST(PlatformFacilities, NativeMachineArchitectureIsTheMachineThisBuildRunsOn) {
+  // This machine runs its own builds natively (and x64 programs under wine64).
+#if defined(__x86_64__) || defined(_M_X64)
+  EXPECT_EQ(pf::nativeMachineArchitecture(), pf::kMachineX64);
+#elif defined(__aarch64__) || defined(_M_ARM64)
+  EXPECT_EQ(pf::nativeMachineArchitecture(), pf::kMachineArm64);
+#else
+  EXPECT_NE(pf::nativeMachineArchitecture(), pf::kMachineUnknown);
+#endif
+}

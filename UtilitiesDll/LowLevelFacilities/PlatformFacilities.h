@@ -46,6 +46,22 @@ HDU_API std::string computerName();
 // name from the password database on POSIX). Empty when it cannot be read.
 HDU_API std::string userName();
 
+// ---- machine ------------------------------------------------------------------
+// Image-file machine codes of the operating system's native architecture.
+enum : std::uint16_t {
+  kMachineUnknown = 0,
+  kMachineX86 = 0x014C,
+  kMachineArm = 0x01C4,
+  kMachineX64 = 0x8664,
+  kMachineArm64 = 0xAA64,
+};
+// The machine the operating system itself runs on, whatever this process was
+// built for: a 32-bit process under WOW64 on an ARM64 system answers
+// kMachineArm64. IsWow64Process2 where the system has it, otherwise
+// GetNativeSystemInfo on Windows; uname on POSIX. kMachineUnknown when the
+// architecture is none of the above.
+HDU_API std::uint16_t nativeMachineArchitecture() noexcept;
+
 // ---- error texts -------------------------------------------------------------
 // The system's message text for an error code in UTF-8, with trailing white
 // space removed; empty when the system has no text for the code.

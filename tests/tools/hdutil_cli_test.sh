@@ -147,6 +147,13 @@ grep -q 'nested deeper than 32 levels' err.txt || fail "deep nesting: message ($
 expect_status 2 "missing file" "$hdutil" inspect does-not-exist.bin
 expect_status 2 "unknown option" "$hdutil" inspect --frobnicate
 
+# The registry options belong to the Windows build.
+for args in "inspect --registry HKCU\\Software\\X\\V" "encode sample.json --to-registry HKCU\\Software\\X\\V"; do
+  expect_status 2 "$args" "$hdutil" $args
+  [ "$(wc -l <err.txt)" -eq 1 ] && grep -q '^hdutil: the registry is a Windows facility' err.txt ||
+    fail "$args: wanted one line saying the registry is a Windows facility, got: $(cat err.txt)"
+done
+
 # Help for every command.
 for command in "" inspect diff encode sample platform error; do
   expect_status 0 "help $command" "$hdutil" $command --help

@@ -4,6 +4,8 @@
 //   hdutil [inspect] [FILE]      show a persisted settings state (the built-in
 //                                sample when no FILE is given)
 //   hdutil inspect FILE --json   the same facts as JSON
+//   hdutil inspect --registry 'HKCU\Software\...\ValueName'   a state where a
+//                                driver keeps it (Windows)
 //   hdutil diff A B              records added, removed or changed, per namespace
 //   hdutil encode FILE.json      JSON (as inspect --json writes it) back to the state
 //   hdutil sample                the built-in sample state itself
@@ -16,6 +18,7 @@
 
 #include "Json.h"
 #include "PersistedStateTool.h"
+#include "RegistryValue.h"
 #include "SampleState.h"
 #include "StateInput.h"
 
@@ -54,7 +57,8 @@ const char* const kMainUsage =
     "\n"
     "FILE may hold the state as raw binary, as hex text, or as a registry export\n"
     "(.reg) line such as \"Name\"=hex:10,00,00,...; '-' reads standard input and\n"
-    "'@sample' names the built-in sample.\n"
+    "'@sample' names the built-in sample. On Windows, 'inspect --registry' and\n"
+    "'encode --to-registry' read and write a state straight in the registry.\n"
     "\n"
     "Options:\n"
     "  -h, --help       show help (after a command: that command's help)\n"
@@ -72,6 +76,9 @@ const char* const kInspectUsage =
     "  --json           write the same facts as JSON (the input of 'encode')\n"
     "  --value NAME     in a registry export, the value to read (default: the\n"
     "                   first binary value)\n"
+    "  --registry ROOT\\KEY\\VALUE\n"
+    "                   read the state from a registry value instead of FILE\n"
+    "                   (Windows; ROOT is HKCU or HKLM)\n"
     "  -h, --help       show this help\n";
 
 const char* const kDiffUsage =
@@ -98,6 +105,9 @@ const char* const kEncodeUsage =
     "Options:\n"
     "  -o, --output OUT write to OUT instead of standard output\n"
     "  --hex            write hex text instead of raw bytes\n"
+    "  --to-registry ROOT\\KEY\\VALUE\n"
+    "                   write the state to a registry value as REG_BINARY\n"
+    "                   (Windows; ROOT is HKCU or HKLM)\n"
     "  -h, --help       show this help\n";
 
 const char* const kSampleUsage =
@@ -109,6 +119,9 @@ const char* const kSampleUsage =
     "Options:\n"
     "  -o, --output OUT write to OUT instead of standard output\n"
     "  --hex            write hex text instead of raw bytes\n"
+    "  --to-registry ROOT\\KEY\\VALUE\n"
+    "                   write the state to a registry value as REG_BINARY\n"
+    "                   (Windows; ROOT is HKCU or HKLM)\n"
     "  -h, --help       show this help\n";
 
 const char* const kPlatformUsage =
@@ -128,6 +141,8 @@ struct Options {
   bool help = false;
   std::string valueName;
   std::string output;
+  std::string registry;    // inspect --registry ROOT\KEY\VALUE
+  std::string toRegistry;  // encode/sample --to-registry ROOT\KEY\VALUE
 };
 
 Options parseOptions(int argc, char** argv, int first, bool acceptsOutput) {
@@ -145,6 +160,11 @@ Options parseOptions(int argc, char** argv, int first, bool acceptsOutput) {
         throw UsageError("--value needs a name");
       }
       options.valueName = argv[++i];
+    } else if (argument == "--registry" || (argument == "--to-registry" && acceptsOutput)) {
+      if (i + 1 >= argc) {
+        throw UsageError(argument + " needs a registry location ROOT\\KEY\\VALUE");
+      }
+      (argument == "--registry" ? options.registry : options.toRegistry) = argv[++i];
     } else if ((argument == "-o" || argument == "--output") && acceptsOutput) {
       if (i + 1 >= argc) {
         throw UsageError(argument + " needs a file name");
@@ -178,7 +198,25 @@ LoadedInput load(const std::string& file, const std::string& valueName) {
   return loaded;
 }
 
+LoadedInput loadFromRegistry(const std::string& location) {
+  const hdutil::RegistryValue value = hdutil::readRegistryValue(location);
+  const hdutil::StateInput input =
+      hdutil::decodeStateInput(std::string(value.bytes.begin(), value.bytes.end()), std::string());
+  LoadedInput loaded;
+  loaded.state = hdutil::loadPersistedState(input.bytes);
+  loaded.source = value.description;
+  return loaded;
+}
+
 void writeOutput(const ByteBuffer& bytes, const Options& options) {
+  if (!options.toRegistry.empty()) {
+    hdutil::writeRegistryValue(options.toRegistry, bytes);
+    std::cout << "wrote " << bytes.size() << " bytes to " << options.toRegistry << " (REG_BINARY)\n";
+    std::cout.flush();
+    if (options.output.empty()) {
+      return;
+    }
+  }
   std::string data;
   if (options.hex) {
     data = ByteBuffer::ConvertByteBufferToHexBinaryString(bytes).toUtf8() + "\n";
@@ -201,7 +239,13 @@ int inspect(const Options& options) {
   if (options.arguments.size() > 1) {
     throw UsageError("inspect takes one FILE");
   }
-  const LoadedInput loaded = load(options.arguments.empty() ? kSampleName : options.arguments[0], options.valueName);
+  if (!options.registry.empty() && !options.arguments.empty()) {
+    throw UsageError("inspect takes a FILE or --registry, not both");
+  }
+  const LoadedInput loaded =
+      !options.registry.empty()
+          ? loadFromRegistry(options.registry)
+          : load(options.arguments.empty() ? kSampleName : options.arguments[0], options.valueName);
   if (options.json) {
     std::cout << hdutil::persistedStateToJson(loaded.state, loaded.source).dump();
   } else {
@@ -298,6 +342,9 @@ int run(int argc, char** argv) {
   if (options.json && command != "inspect") {
     throw UsageError("--json belongs to inspect");
   }
+  if (!options.registry.empty() && command != "inspect") {
+    throw UsageError("--registry belongs to inspect");
+  }
   if (command == "inspect") {
     return inspect(options);
   }
@@ -333,6 +380,8 @@ int main(int argc, char** argv) {
                  e.getExceptionMessage());
   } catch (const hdutil::JsonError& e) {
     std::fprintf(stderr, "hdutil: bad JSON: %s\n", e.what());
+  } catch (const hdutil::RegistryUnavailable& e) {
+    std::fprintf(stderr, "hdutil: %s\n", e.what());
   } catch (const hdutil::InputError& e) {
     std::fprintf(stderr, "hdutil: bad input: %s\n", e.what());
   } catch (const std::exception& e) {

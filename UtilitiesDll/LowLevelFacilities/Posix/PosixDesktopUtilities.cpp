@@ -10,6 +10,7 @@
 #include <sched.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -104,6 +105,27 @@ std::string userName() {
     return result->pw_name;
   }
   return {};
+}
+
+std::uint16_t nativeMachineArchitecture() noexcept {
+  utsname names = {};
+  if (::uname(&names) != 0) {
+    return kMachineUnknown;
+  }
+  const std::string machine = names.machine;
+  if (machine == "x86_64" || machine == "amd64") {
+    return kMachineX64;
+  }
+  if (machine == "aarch64" || machine == "arm64") {
+    return kMachineArm64;
+  }
+  if (machine.size() == 4 && machine[0] == 'i' && machine.compare(2, 2, "86") == 0) {
+    return kMachineX86;
+  }
+  if (machine.compare(0, 3, "arm") == 0) {
+    return kMachineArm;
+  }
+  return kMachineUnknown;
 }
 
 std::string systemMessageText(std::uint32_t code) {

@@ -99,6 +99,38 @@ std::string userName() {
   return utf16ToUtf8(buffer, static_cast<int>(size - 1));
 }
 
+std::uint16_t nativeMachineArchitecture() noexcept {
+  LastErrorPreserver preserve;
+  // IsWow64Process2 exists from Windows 10 1709 on; it is the only call that
+  // sees through the x64 emulation of ARM64 systems.
+  using IsWow64Process2Function = BOOL(WINAPI*)(HANDLE, USHORT*, USHORT*);
+  const HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  if (kernel != nullptr) {
+    const auto isWow64Process2 =
+        reinterpret_cast<IsWow64Process2Function>(reinterpret_cast<void*>(::GetProcAddress(kernel, "IsWow64Process2")));
+    USHORT processMachine = 0;
+    USHORT nativeMachine = 0;
+    if (isWow64Process2 != nullptr && isWow64Process2(::GetCurrentProcess(), &processMachine, &nativeMachine) &&
+        nativeMachine != 0) {
+      return nativeMachine;
+    }
+  }
+  SYSTEM_INFO info = {};
+  ::GetNativeSystemInfo(&info);
+  switch (info.wProcessorArchitecture) {
+    case PROCESSOR_ARCHITECTURE_INTEL:
+      return kMachineX86;
+    case PROCESSOR_ARCHITECTURE_ARM:
+      return kMachineArm;
+    case PROCESSOR_ARCHITECTURE_AMD64:
+      return kMachineX64;
+    case PROCESSOR_ARCHITECTURE_ARM64:
+      return kMachineArm64;
+    default:
+      return kMachineUnknown;
+  }
+}
+
 std::string systemMessageText(std::uint32_t code) {
   LastErrorPreserver preserve;
   wchar_t* text = nullptr;

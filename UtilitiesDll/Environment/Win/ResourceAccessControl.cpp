@@ -1,0 +1,5 @@
+// ResourceAccessControl (see ResourceAccessControl.h).
+
+#include "Environment/Win/ResourceAccessControl.h"
+
+ResourceAccessControl::~ResourceAccessControl() = default;
