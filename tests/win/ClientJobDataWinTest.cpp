@@ -9,6 +9,7 @@
 #include "General/ClientJobData2ReaderWriter.h"
 #include "General/FilterStoreEnvironment.h"
 #include "General/Win/PrintPipelinePropertyBag.h"
+#include "win/WinTestPrinter.h"
 
 #include <gtest/gtest.h>
 
@@ -292,41 +293,11 @@ TEST(ClientJobDataWin, TempFolderIsPerUserUnderTheMachineTempFolderAndOldFilesAr
                CPExceptionCreateFileForWriting);
 }
 
-namespace {
-
-// A printer of Wine's PostScript driver printing to a file, added to the test
-// prefix on first use. Null when the system refuses (a real Windows machine
-// without that driver).
-HANDLE OpenTestPrinter() {
-  HANDLE printer = nullptr;
-  if (OpenPrinterW(const_cast<LPWSTR>(L"HduClientJobDataTestPrinter"), &printer, nullptr) != 0) {
-    return printer;
-  }
-  DRIVER_INFO_3W driver{};
-  driver.cVersion = 3;
-  driver.pName = const_cast<LPWSTR>(L"Wine PostScript Driver");
-  driver.pDriverPath = const_cast<LPWSTR>(L"wineps.drv");
-  driver.pDataFile = const_cast<LPWSTR>(L"generic.ppd");
-  driver.pConfigFile = const_cast<LPWSTR>(L"wineps.drv");
-  if (AddPrinterDriverW(nullptr, 3, reinterpret_cast<LPBYTE>(&driver)) == 0) {
-    return nullptr;
-  }
-  PRINTER_INFO_2W info{};
-  info.pPrinterName = const_cast<LPWSTR>(L"HduClientJobDataTestPrinter");
-  info.pPortName = const_cast<LPWSTR>(L"FILE:");
-  info.pDriverName = driver.pName;
-  info.pPrintProcessor = const_cast<LPWSTR>(L"WinPrint");
-  info.pDatatype = const_cast<LPWSTR>(L"RAW");
-  return AddPrinterW(nullptr, 2, reinterpret_cast<LPBYTE>(&info));
-}
-
-}  // namespace
-
 // Wine's spooler keeps jobs of its own printers: GetJob at level 2 and
 // GetPrinter at level 2 run for real here. (Its SetJobW at level 2 crashes
 // Wine 8, so committing into a spooler job is left to the in-memory tests.)
 TEST(ClientJobDataWin, SpoolerJobIsFoundAndThePrinterNameRead) {
-  HANDLE printer = OpenTestPrinter();
+  HANDLE printer = win_test::OpenTestPrinter();
   if (printer == nullptr) {
     GTEST_SKIP() << "no test printer could be added (error " << GetLastError() << ")";
   }
