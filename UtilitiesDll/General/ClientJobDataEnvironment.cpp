@@ -1,0 +1,3 @@
+#include "General/ClientJobDataEnvironment.h"
+
+IClientJobDataEnvironment::~IClientJobDataEnvironment() = default;

@@ -1,0 +1,4 @@
+#include "General/FilterStoreEnvironment.h"
+
+IFilterSettingsKey::~IFilterSettingsKey() = default;
+IFilterStoreEnvironment::~IFilterStoreEnvironment() = default;
