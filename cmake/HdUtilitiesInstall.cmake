@@ -17,8 +17,9 @@ install(TARGETS hd-Utilities EXPORT hdUtilitiesTargets
 # library's own sources include it: platform seams and the helpers of one
 # subsystem, which may include third-party internals (utfcpp's core, the
 # cabinet SDK). Internal headers are listed here and stay in the build; so do
-# the headers of the other platform's Win/ or Posix/ folders. Every other
-# header is installed. The installed-consumer test compiles every installed
+# the headers of the other platform's Win/ or Posix/ folders, and outside
+# Windows the Windows-only subsystems (Registry/). Every other header is
+# installed. The installed-consumer test compiles every installed
 # header in one translation unit against the installed tree alone, so an
 # installed header that includes an internal one fails there.
 set(HDU_INTERNAL_HEADERS
@@ -30,13 +31,16 @@ set(HDU_INTERNAL_HEADERS
   attributebytes/AttributeBytesWire.h)
 if(WIN32)
   set(hdu_other_platform_folder Posix)
+  set(hdu_windows_only_pattern "^$")
 else()
   set(hdu_other_platform_folder Win)
+  set(hdu_windows_only_pattern "^Registry/")
 endif()
 file(GLOB_RECURSE hdu_headers RELATIVE ${PROJECT_SOURCE_DIR}/UtilitiesDll CONFIGURE_DEPENDS
      ${PROJECT_SOURCE_DIR}/UtilitiesDll/*.h)
 foreach(header IN LISTS hdu_headers)
-  if(header IN_LIST HDU_INTERNAL_HEADERS OR header MATCHES "(^|/)${hdu_other_platform_folder}/")
+  if(header IN_LIST HDU_INTERNAL_HEADERS OR header MATCHES "(^|/)${hdu_other_platform_folder}/"
+     OR header MATCHES "${hdu_windows_only_pattern}")
     continue()
   endif()
   get_filename_component(folder ${header} DIRECTORY)

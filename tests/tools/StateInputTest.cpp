@@ -13,7 +13,7 @@ using hdutil::findRegistryValue;
 using hdutil::InputError;
 using hdutil::InputForm;
 using hdutil::readInput;
-using hdutil::RegistryValue;
+using hdutil::RegistryExportValue;
 
 namespace {
 
@@ -93,7 +93,7 @@ TEST(StateInput, RegistryExportsAreReadLineByLine) {
       "  40\r\n"
       "@=hex(3):aa,bb\r\n"
       "\"Last\"=hex:ff\r\n";
-  RegistryValue value = findRegistryValue(text, "");
+  RegistryExportValue value = findRegistryValue(text, "");
   EXPECT_TRUE(value.found && value.isRegistryExport);
   EXPECT_EQ(value.name, "Quote\"d \\ name");
   EXPECT_EQ(hexOf(decodeHexText(value.hexData, "data")), "1000203040");

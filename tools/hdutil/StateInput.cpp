@@ -206,8 +206,8 @@ ByteBuffer readInput(const std::string& path, std::size_t limit) {
   return readStream(file.get(), name, limit, expectedSize);
 }
 
-RegistryValue findRegistryValue(std::string_view text, std::string_view valueName) {
-  RegistryValue result;
+RegistryExportValue findRegistryValue(std::string_view text, std::string_view valueName) {
+  RegistryExportValue result;
   // regedit writes its header as the first line.
   const std::size_t firstText = text.find_first_not_of(" \t\r\n");
   if (firstText != std::string_view::npos) {
@@ -309,7 +309,7 @@ StateInput decodeStateInput(ByteBuffer&& content, const std::string& valueName) 
     return input;
   }
 
-  const RegistryValue value = findRegistryValue(text, valueName);
+  const RegistryExportValue value = findRegistryValue(text, valueName);
   if (value.found) {
     input.description = "registry value " + displayName(value.name);
     input.bytes = decodeHexText(value.hexData, input.description);

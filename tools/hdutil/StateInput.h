@@ -54,7 +54,7 @@ StateInput decodeStateInput(ByteBuffer&& content, const std::string& valueName);
 const char* inputFormName(InputForm form);
 
 // One binary value of a registry export, as found by findRegistryValue.
-struct RegistryValue {
+struct RegistryExportValue {
   bool found = false;
   std::string name;     // as regedit's escapes give it ("@" for the default value)
   std::string hexData;  // the text after "hex:", continuation lines joined
@@ -67,7 +67,7 @@ struct RegistryValue {
 
 // The first binary ("hex:" or "hex(3):") value of the export, or the one
 // named `valueName` when it is not empty; in one pass over `text`.
-RegistryValue findRegistryValue(std::string_view text, std::string_view valueName);
+RegistryExportValue findRegistryValue(std::string_view text, std::string_view valueName);
 
 // Decodes hex digits, skipping blanks, line breaks, commas, colons and
 // hyphens; anything else throws InputError naming `what`, the character and
