@@ -12,6 +12,7 @@ packages=(
   mingw-w64 g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
   wine64 clang libclang-rt-14-dev
   cabextract gcab
+  libssl-dev
 )
 
 missing=()
