@@ -13,6 +13,7 @@ packages=(
   wine64 clang libclang-rt-14-dev
   cabextract gcab
   libxml2-dev
+  libssl-dev
 )
 
 missing=()
