@@ -96,10 +96,16 @@ TEST(CPString, CompareNoCaseOrdersByLengthFirst) {
   EXPECT_EQ(CPString("abcdefgh@").compareNoCase("ABCDEFGHa"), -1);  // '@' < 'A'
   EXPECT_EQ(CPString("abcdefg[x").compareNoCase("abcdefgAx"), 1);   // '[' > 'A'
 
-  // Non-ASCII: same byte length, then code points (case folded), then the
-  // code-point count decides before the characters do.
-  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\x89T\xC3\x89"), 0);  // été / ÉTÉ
-  EXPECT_EQ(CPString("Z\xC3\xA9").compareNoCase("Aaa"), -1);  // 3 bytes each; 2 code points before 3
+  // Non-ASCII: same byte length, then the code-point count, then code point
+  // by code point after toupper, which changes ASCII letters only: é (U+00E9)
+  // and É (U+00C9) stay different, Cyrillic and Greek letters too.
+  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\x89T\xC3\x89"), 1);  // été / ÉTÉ
+  EXPECT_EQ(CPString("\xC3\x89T\xC3\x89").compareNoCase("\xC3\xA9t\xC3\xA9"), -1);
+  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\xA9T\xC3\xA9"), 0);
+  EXPECT_EQ(CPString("\xD0\xB6x").compareNoCase("\xD0\x96X"), 1);             // ж / Ж
+  EXPECT_EQ(CPString("\xCF\x83").compareNoCase(std::string("\xCE\xA3")), 1);  // σ / Σ
+  EXPECT_EQ(CPString("\xC3\xBF").compareNoCase("\xC5\xB8"), -1);              // ÿ (U+00FF) / Ÿ (U+0178)
+  EXPECT_EQ(CPString("Z\xC3\xA9").compareNoCase("Aaa"), -1);                  // 3 bytes each; 2 code points before 3
   EXPECT_EQ(CPString("Aaa").compareNoCase("Z\xC3\xA9"), 1);
   EXPECT_EQ(CPString("a\xC3\xA9").compareNoCase("B\xC3\xA9"), -1);
   // Malformed bytes never throw; they are compared as bytes.
@@ -109,8 +115,12 @@ TEST(CPString, CompareNoCaseOrdersByLengthFirst) {
   // Wide arguments are converted first.
   EXPECT_EQ(CPString("\xC3\xA9"
                      "cole")
-                .compareNoCase(L"\u00C9COLE"),
+                .compareNoCase(L"\u00E9COLE"),
             0);
+  EXPECT_EQ(CPString("\xC3\xA9"
+                     "cole")
+                .compareNoCase(L"\u00C9COLE"),
+            1);
   EXPECT_EQ(CPString("b").compareNoCase(std::wstring(L"AA")), -1);
 }
 

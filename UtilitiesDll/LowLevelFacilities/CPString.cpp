@@ -3,7 +3,6 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/AsciiBlocks.h"
 #include "LowLevelFacilities/CPStringUtils.h"
-#include "LowLevelFacilities/CXString.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/Utf8CheckedDecoding.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
@@ -253,14 +252,10 @@ inline bool compareSameLengthNoCaseIfAscii(const char* a, const char* b, unsigne
   return true;
 }
 
-inline std::uint32_t foldCodePointToUpper(std::uint32_t code) noexcept {
-  if (code < 0x80) {
-    return static_cast<std::uint32_t>(asciiUpper(static_cast<int>(code)));
-  }
-  if (code <= 0xFFFF) {
-    return CXString::foldToUpper(static_cast<char16_t>(code));
-  }
-  return code;
+// toupper on a code point: the C library's toupper changes only ASCII
+// letters, so every code point above 0x7F stays as it is.
+inline std::uint32_t upperCodePoint(std::uint32_t code) noexcept {
+  return code < 0x80 ? static_cast<std::uint32_t>(asciiUpper(static_cast<int>(code))) : code;
 }
 
 // Counts code points without throwing; false when the bytes are not valid UTF-8.
@@ -288,8 +283,8 @@ inline std::uint32_t decodeValid(const char*& cursor, const char* end) noexcept 
   return code;
 }
 
-// Same byte length, some byte not ASCII: compares code points after case
-// folding, again with the shorter (in code points) first. Decoding on the fly
+// Same byte length, some byte not ASCII: compares code points after toupper,
+// again with the shorter (in code points) first. Decoding on the fly
 // needs no copies. Kept out of line so that the ASCII path stays lean.
 [[gnu::noinline]] int compareSameLengthNoCaseWithNonAscii(const char* a, const char* b, unsigned length) noexcept {
   std::uint32_t aCount = 0;
@@ -306,8 +301,8 @@ inline std::uint32_t decodeValid(const char*& cursor, const char* end) noexcept 
   const char* const aEnd = a + length;
   const char* const bEnd = b + length;
   while (aCursor < aEnd) {
-    const std::uint32_t aCode = foldCodePointToUpper(decodeValid(aCursor, aEnd));
-    const std::uint32_t bCode = foldCodePointToUpper(decodeValid(bCursor, bEnd));
+    const std::uint32_t aCode = upperCodePoint(decodeValid(aCursor, aEnd));
+    const std::uint32_t bCode = upperCodePoint(decodeValid(bCursor, bEnd));
     if (aCode != bCode) {
       return aCode < bCode ? -1 : 1;
     }

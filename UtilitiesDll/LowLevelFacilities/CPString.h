@@ -407,8 +407,10 @@ class HDU_API CPString {
   // lengths order by length alone (-1 when this one is shorter), so "b"
   // orders before "AA". Equal lengths: when both are ASCII, byte by byte
   // after toupper (no widening, no allocation); otherwise code point by code
-  // point after case folding, again with the shorter (in code points) first.
-  // Never throws for malformed bytes (they are compared as bytes).
+  // point after toupper, again with the shorter (in code points) first.
+  // toupper changes ASCII letters only: "é" and "É" differ (CXString folds
+  // more letters with its own table). Never throws for malformed bytes (they
+  // are compared as bytes).
   int compareNoCase(const char* other) const noexcept;
   int compareNoCase(const CPString& other) const noexcept {
     return compareNoCaseHelper(m_string.data(), sizeOfUtf8Bytes(), other.m_string.data(), other.sizeOfUtf8Bytes());
