@@ -137,3 +137,34 @@ TEST(CXString, ConversionsAndCaseFolding) {
   EXPECT_EQ(text.u16string(), u"a--b--c");
   EXPECT_EQ(CXString::format("%s=%d", CXString(u"\u00E9"), 5).u16string(), u"\u00E9=5");
 }
+
+TEST(CXString, ReplaceAllCountsAndNeverSearchesReplacements) {
+  const struct {
+    const char16_t* text;
+    const char16_t* from;
+    const char16_t* to;
+    const char16_t* result;
+    std::size_t count;
+  } cases[] = {
+      {u"aaa", u"aa", u"b", u"ba", 1},      // matches do not overlap
+      {u"aaa", u"a", u"aa", u"aaaaaa", 3},  // replacements are not searched again
+      {u"abcabc", u"abc", u"", u"", 2},     // to nothing
+      {u"xyz", u"q", u"r", u"xyz", 0},      // absent
+      {u"xyz", u"", u"r", u"xyz", 0},       // an empty needle changes nothing
+      {u"\xD800-\xD800", u"\xD800", u"\u00E9", u"\u00E9-\u00E9", 2},
+      {u"ab", u"ab", u"ab", u"ab", 1},
+  };
+  for (const auto& c : cases) {
+    CXString text(c.text);
+    EXPECT_EQ(text.replaceAll(CXString(c.from), CXString(c.to)), c.count) << narrow(CXString(c.text));
+    EXPECT_EQ(text.u16string(), c.result) << narrow(CXString(c.text));
+  }
+  // Many matches, and the string replaced in itself.
+  CXString many(std::u16string(100000, u'x'));
+  EXPECT_EQ(many.replaceAll(CXString(u"x"), CXString(u"yz")), 100000u);
+  EXPECT_EQ(many.size(), 200000u);
+  EXPECT_EQ(many.substr(199998).u16string(), u"yz");
+  CXString self(u"abc");
+  EXPECT_EQ(self.replaceAll(self, CXString(u"-")), 1u);
+  EXPECT_EQ(self.u16string(), u"-");
+}

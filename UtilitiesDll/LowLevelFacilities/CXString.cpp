@@ -99,16 +99,27 @@ CPString CXString::toCPString() const {
 }
 
 std::size_t CXString::replaceAll(const CXString& from, const CXString& to) {
-  if (from.empty()) {
+  const std::u16string_view needle = from.m_text;
+  std::size_t found = needle.empty() ? std::u16string::npos : m_text.find(needle);
+  if (found == std::u16string::npos) {
     return 0;
   }
+  // One pass into a new string: linear whatever the number of matches (a
+  // replacement in place would move the whole tail at every match). `from`
+  // and `to` may be this string itself; it is only read until the swap.
+  std::u16string result;
+  result.reserve(m_text.size());
   std::size_t count = 0;
-  std::size_t position = 0;
-  while ((position = m_text.find(from.m_text, position)) != std::u16string::npos) {
-    m_text.replace(position, from.size(), to.m_text);
-    position += to.size();
+  std::size_t copiedUpTo = 0;
+  while (found != std::u16string::npos) {
+    result.append(m_text, copiedUpTo, found - copiedUpTo);
+    result.append(to.m_text);
+    copiedUpTo = found + needle.size();
     ++count;
+    found = m_text.find(needle, copiedUpTo);
   }
+  result.append(m_text, copiedUpTo, std::u16string::npos);
+  m_text.swap(result);
   return count;
 }
 

@@ -108,7 +108,9 @@ class HDU_API CXString {
   }
   std::size_t find(char16_t unit, std::size_t from = 0) const noexcept { return m_text.find(unit, from); }
   std::size_t rfind(char16_t unit, std::size_t from = npos) const noexcept { return m_text.rfind(unit, from); }
-  // Replaces every occurrence of `from` (not empty) by `to`; returns the count.
+  // Replaces every occurrence of `from` (not empty) by `to`, left to right,
+  // without searching the replacements again; returns the count. Linear in
+  // the length of the result.
   std::size_t replaceAll(const CXString& from, const CXString& to);
   CXString& toLower();
   CXString& toUpper();
