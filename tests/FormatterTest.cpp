@@ -170,6 +170,38 @@ TEST(Formatter, ExtremeStarWidthsFloatingIntegersAndFlaggedPercent) {
   EXPECT_EQ(formatToStdString("%d", 2.9), "2");
 }
 
+namespace {
+
+// The C library's own text for one floating conversion with a star width and
+// a star precision.
+std::string printfText(const char* format, int width, int precision, double value) {
+  char text[512];
+  const int length = std::snprintf(text, sizeof(text), format, width, precision, value);
+  return std::string(text, static_cast<std::size_t>(length));
+}
+
+}  // namespace
+
+TEST(Formatter, HexFloatsWithoutPrecisionAreExactAsInPrintf) {
+  const double values[] = {3.14159, 1.0, -0.1, 2.5, 0.0, 1e300, 4.9406564584124654e-324, -1e-310};
+  for (const double value : values) {
+    for (const char* format : {"%*.*a", "%*.*A", "%-+*.*a", "%#0*.*A"}) {
+      for (const int precision : {-1, -7}) {  // a negative star precision counts as none
+        const std::string ours = formatToStdString(format, 24, precision, value);
+        EXPECT_EQ(ours, printfText(format, 24, precision, value)) << format << " " << precision;
+        // No digits dropped: the text reads back as the same number.
+        EXPECT_EQ(std::strtod(ours.c_str(), nullptr), value) << ours;
+      }
+    }
+    // Without any precision in the format at all.
+    const std::string plain = formatToStdString("%a", value);
+    EXPECT_EQ(std::strtod(plain.c_str(), nullptr), value) << plain;
+    EXPECT_EQ(plain, printfText("%*.*a", 0, -1, value));
+  }
+  // A negative star precision is no precision for the other floating conversions too.
+  EXPECT_EQ(formatToStdString("%.*e|%.*g", -1, 1234.5, -2, 0.0001), "1.234500e+03|0.0001");
+}
+
 TEST(Formatter, MalformedUtf16AndUtf32TextBecomesReplacementCharacters) {
   const std::string fffd = "\xEF\xBF\xBD";
   // Unpaired surrogates in UTF-16 text, on the direct path and under a width.

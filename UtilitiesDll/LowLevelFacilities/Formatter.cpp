@@ -381,7 +381,9 @@ void writeFloating(Buffer& out, const ConversionParts& parts, double value) {
   conversionText[n++] = '*';
   conversionText[n++] = parts.conversion;
   conversionText[n] = '\0';
-  const int precision = parts.precision < 0 ? 6 : parts.precision;
+  // A negative precision is none: "%*.*a" with -1 is "%*a", which writes all
+  // the hex digits the value needs (a default of 6 would change the number).
+  const int precision = parts.precision < 0 ? -1 : parts.precision;
   char local[512];
   const int needed = std::snprintf(local, sizeof(local), conversionText, parts.width, precision, value);
   if (needed < 0) {
