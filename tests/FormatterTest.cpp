@@ -282,3 +282,25 @@ TEST(Formatter, NullPointersByteTextAndUtf32Arrays) {
   const char32_t wideLetters[2] = {U'd', U'e'};
   EXPECT_EQ(formatToStdString("%s%s", letters, wideLetters), "abcde");
 }
+
+TEST(Formatter, InvalidCharacterMessageIsValidUtf8) {
+  const struct {
+    const char* format;
+    const char* message;
+  } cases[] = {
+      {"%\xC3\xA9 x", "Invalid character, \xC3\xA9, in a format specification, %\xC3\xA9 x"},
+      {"%5\xE2\x82\xAC", "Invalid character, \xE2\x82\xAC, in a format specification, %5\xE2\x82\xAC"},
+      {"%\xC3", "Invalid character, \xEF\xBF\xBD, in a format specification, %\xEF\xBF\xBD"},
+      {"%\xFF\xFE", "Invalid character, \xEF\xBF\xBD, in a format specification, %\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {"%-\x01", "Invalid character, \x01, in a format specification, %-\x01"},
+  };
+  for (const auto& c : cases) {
+    try {
+      (void)formatToStdString(c.format, 1);
+      ADD_FAILURE() << c.format;
+    } catch (const CPExceptionInvalidArgument& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), c.message);
+      EXPECT_TRUE(CPStringUtils::isValidUtf8(e.getExceptionMessage(), std::strlen(e.getExceptionMessage())));
+    }
+  }
+}
