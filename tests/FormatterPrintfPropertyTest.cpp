@@ -4,9 +4,12 @@
 // ASCII text. The seed is fixed, so a failure reproduces; each failure names
 // the format and the argument.
 //
-// Left out because printf leaves them undefined or because the library
-// deliberately differs: "#" with d, i, u, c, s; "0" with c and s; a precision
-// with c; "%p" (always upper-case hex zero-filled to pointer width here);
+// Left out because printf leaves them undefined, because C libraries differ
+// or because the library deliberately differs: "#" with d, i, u, c, s; "0"
+// with c and s; "+" and " " with the unsigned conversions (they apply to
+// signed conversions only, but MinGW's printf writes a space for "% u");
+// "#" with o and the value 0 (MinGW's printf writes nothing for "%#.0o"); a
+// precision with c; "%p" (always upper-case hex zero-filled to pointer width here);
 // size modifiers that do not match the argument (here the argument's own type
 // decides); text that is not ASCII under a precision (never cut inside a UTF-8
 // sequence here). `long` is 32-bit on Windows and 64-bit on Linux; it is
@@ -143,9 +146,13 @@ class PropertyRun {
     const bool isText = conversion == 'c' || conversion == 's';
 
     // Flags that printf defines for this conversion, in random order and number.
+    const bool isUnsigned = isInteger && conversion != 'd' && conversion != 'i';
     std::string allowedFlags = "-";
     if (!isText) {
-      allowedFlags += "+ 0";
+      allowedFlags += "0";
+    }
+    if (!isText && !isUnsigned) {
+      allowedFlags += "+ ";
     }
     if (!isText && conversion != 'd' && conversion != 'i' && conversion != 'u') {
       allowedFlags += "#";
@@ -198,7 +205,10 @@ class PropertyRun {
 
     if (isInteger) {
       const bool isSigned = conversion == 'd' || conversion == 'i';
-      const std::uint64_t raw = m_random.spreadBits();
+      std::uint64_t raw = m_random.spreadBits();
+      if (raw == 0 && conversion == 'o' && conversionText.find('#') != std::string::npos) {
+        raw = 8;  // "%#.0o" with 0 is "0" in C; MinGW's printf writes nothing
+      }
       const bool negate = isSigned && m_random.chance(50);
       const auto signedRaw = static_cast<std::int64_t>(negate ? 0 - raw : raw);
       switch (m_random.below(5)) {
