@@ -2,6 +2,8 @@
 // buffer, side by side with snprintf into a stack array and fmt::sprintf:
 //   line_location      "%s (line %ld) in %s%s"        (every exception's location text)
 //   not_enough_bytes   the ByteBuffer size message with two "%ld"
+//   wide_file_name     "Cannot open '%s'" with a UTF-16 file name (snprintf: "%ls"
+//                      with the same ASCII name as wchar_t text)
 // Each "ours" case also reports heap allocations per message
 // (allocs_per_message), which must be 0 for results under 1,024 characters.
 
@@ -109,6 +111,36 @@ void notEnoughBytesFmt(benchmark::State& state) {
   }
 }
 BENCHMARK(notEnoughBytesFmt)->Name("not_enough_bytes/fmt_sprintf");
+
+// ---- wide_file_name -------------------------------------------------------------------
+
+const char16_t* const kWideFileName = u"C:\\ProgramData\\Halden\\Driver\\x64\\PrinterSettings-0001.dat";
+const wchar_t* const kWideFileNameAsWchar = L"C:\\ProgramData\\Halden\\Driver\\x64\\PrinterSettings-0001.dat";
+
+void wideFileNameOurs(benchmark::State& state) {
+  InternalHaldenCP::FormatStringBuffer<1024> buffer;
+  const char16_t* name = kWideFileName;
+  const hdbench::AllocationCounter counter;
+  for (auto _ : state) {
+    hdbench::opaque(name);
+    buffer.clear();
+    InternalHaldenCP::formatIntoBuffer(buffer, "Cannot open '%s'", name);
+    hdbench::opaque(buffer);
+  }
+  reportAllocations(state, counter);
+}
+BENCHMARK(wideFileNameOurs)->Name("wide_file_name/ours");
+
+void wideFileNameSnprintf(benchmark::State& state) {
+  char buffer[1024];
+  const wchar_t* name = kWideFileNameAsWchar;
+  for (auto _ : state) {
+    hdbench::opaque(name);
+    std::snprintf(buffer, sizeof(buffer), "Cannot open '%ls'", name);
+    hdbench::opaque(buffer);
+  }
+}
+BENCHMARK(wideFileNameSnprintf)->Name("wide_file_name/snprintf");
 
 }  // namespace
 

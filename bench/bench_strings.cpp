@@ -5,7 +5,11 @@
 // - walking the code points of the mixed text with CPString's iterator
 //   against utfcpp's checked utf8::iterator;
 // - CPString::compareNoCase of two equal 64-byte ASCII strings (different
-//   case) against strcasecmp, counting heap allocations per call.
+//   case) against strcasecmp, counting heap allocations per call;
+// - CXString::replaceAll (UTF-16) against CPString::replaceAll (UTF-8) and a
+//   find/replace loop over std::u16string, on the same text: 100,000 matches
+//   in 200,000 units (where a replacement in place is quadratic) and 3
+//   matches in 64 units.
 //
 // This file includes utfcpp's checked header, whose exception classes share
 // the namespace utf8 with the library's; CPString.h and CPStringUtils.h do not
@@ -15,6 +19,7 @@
 
 #include "LowLevelFacilities/CPString.h"
 #include "LowLevelFacilities/CPStringUtils.h"
+#include "LowLevelFacilities/CXString.h"
 
 #include <utf8.h>
 
@@ -185,6 +190,86 @@ void BM_compareNoCaseStrcasecmp(benchmark::State& state) {
       static_cast<double>(allocations.allocations()) / static_cast<double>(state.iterations());
 }
 
+// ---- replaceAll ----------------------------------------------------------------------
+
+std::u16string replaceText(std::size_t matches) {
+  std::u16string text;
+  for (std::size_t i = 0; i < matches; ++i) {
+    text += u"a-";
+  }
+  return text;
+}
+
+const std::u16string& manyMatches16() {
+  static const std::u16string text = replaceText(100000);
+  return text;
+}
+const std::u16string& fewMatches16() {
+  // 64 units, 3 matches.
+  static const std::u16string text = u"C:\\Program Files-Halden\\Driver-Settings\\printer-x64.dat and more";
+  return text;
+}
+
+void replaceAllCXString(benchmark::State& state, const std::u16string& input) {
+  const CXString from(u"-");
+  const CXString to(u"+-");
+  for (auto _ : state) {
+    CXString text(input);
+    hdbench::opaque(text);
+    std::size_t count = text.replaceAll(from, to);
+    hdbench::opaque(count);
+    hdbench::opaque(text);
+  }
+}
+
+void replaceAllCPString(benchmark::State& state, const std::u16string& input) {
+  const CPString utf8(CPStringUtils::narrowToStdString(input));
+  const CPString from("-");
+  const CPString to("+-");
+  for (auto _ : state) {
+    CPString text(utf8);
+    hdbench::opaque(text);
+    text.replaceAll(from, to);
+    hdbench::opaque(text);
+  }
+}
+
+// The plain loop: find, replace in place, go on behind the replacement.
+void replaceAllStdU16String(benchmark::State& state, const std::u16string& input) {
+  const std::u16string from(u"-");
+  const std::u16string to(u"+-");
+  for (auto _ : state) {
+    std::u16string text(input);
+    hdbench::opaque(text);
+    std::size_t count = 0;
+    for (std::size_t at = text.find(from); at != std::u16string::npos; at = text.find(from, at + to.size())) {
+      text.replace(at, from.size(), to);
+      ++count;
+    }
+    hdbench::opaque(count);
+    hdbench::opaque(text);
+  }
+}
+
+void BM_replaceAllManyOurs(benchmark::State& state) {
+  replaceAllCXString(state, manyMatches16());
+}
+void BM_replaceAllManyCPString(benchmark::State& state) {
+  replaceAllCPString(state, manyMatches16());
+}
+void BM_replaceAllManyStdString(benchmark::State& state) {
+  replaceAllStdU16String(state, manyMatches16());
+}
+void BM_replaceAllFewOurs(benchmark::State& state) {
+  replaceAllCXString(state, fewMatches16());
+}
+void BM_replaceAllFewCPString(benchmark::State& state) {
+  replaceAllCPString(state, fewMatches16());
+}
+void BM_replaceAllFewStdString(benchmark::State& state) {
+  replaceAllStdU16String(state, fewMatches16());
+}
+
 }  // namespace
 
 BENCHMARK(BM_narrowAsciiOurs)->Name("narrow_ascii_4KiB/ours");
@@ -199,5 +284,15 @@ BENCHMARK(BM_iterateMixedOurs)->Name("iterate_mixed_4KiB/ours");
 BENCHMARK(BM_iterateMixedUtfcpp)->Name("iterate_mixed_4KiB/utfcpp");
 BENCHMARK(BM_compareNoCaseOurs)->Name("compareNoCase_64B/ours");
 BENCHMARK(BM_compareNoCaseStrcasecmp)->Name("compareNoCase_64B/strcasecmp");
+BENCHMARK(BM_replaceAllManyOurs)->Name("CXString_replaceAll_100000_matches/ours")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_replaceAllManyCPString)
+    ->Name("CXString_replaceAll_100000_matches/CPString")
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_replaceAllManyStdString)
+    ->Name("CXString_replaceAll_100000_matches/u16string_in_place")
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_replaceAllFewOurs)->Name("CXString_replaceAll_64_units_3_matches/ours");
+BENCHMARK(BM_replaceAllFewCPString)->Name("CXString_replaceAll_64_units_3_matches/CPString");
+BENCHMARK(BM_replaceAllFewStdString)->Name("CXString_replaceAll_64_units_3_matches/u16string_in_place");
 
 HDU_BENCHMARK_MAIN()

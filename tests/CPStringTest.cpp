@@ -96,10 +96,16 @@ TEST(CPString, CompareNoCaseOrdersByLengthFirst) {
   EXPECT_EQ(CPString("abcdefgh@").compareNoCase("ABCDEFGHa"), -1);  // '@' < 'A'
   EXPECT_EQ(CPString("abcdefg[x").compareNoCase("abcdefgAx"), 1);   // '[' > 'A'
 
-  // Non-ASCII: same byte length, then code points (case folded), then the
-  // code-point count decides before the characters do.
-  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\x89T\xC3\x89"), 0);  // été / ÉTÉ
-  EXPECT_EQ(CPString("Z\xC3\xA9").compareNoCase("Aaa"), -1);  // 3 bytes each; 2 code points before 3
+  // Non-ASCII: same byte length, then the code-point count, then code point
+  // by code point after toupper, which changes ASCII letters only: é (U+00E9)
+  // and É (U+00C9) stay different, Cyrillic and Greek letters too.
+  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\x89T\xC3\x89"), 1);  // été / ÉTÉ
+  EXPECT_EQ(CPString("\xC3\x89T\xC3\x89").compareNoCase("\xC3\xA9t\xC3\xA9"), -1);
+  EXPECT_EQ(CPString("\xC3\xA9t\xC3\xA9").compareNoCase("\xC3\xA9T\xC3\xA9"), 0);
+  EXPECT_EQ(CPString("\xD0\xB6x").compareNoCase("\xD0\x96X"), 1);             // ж / Ж
+  EXPECT_EQ(CPString("\xCF\x83").compareNoCase(std::string("\xCE\xA3")), 1);  // σ / Σ
+  EXPECT_EQ(CPString("\xC3\xBF").compareNoCase("\xC5\xB8"), -1);              // ÿ (U+00FF) / Ÿ (U+0178)
+  EXPECT_EQ(CPString("Z\xC3\xA9").compareNoCase("Aaa"), -1);                  // 3 bytes each; 2 code points before 3
   EXPECT_EQ(CPString("Aaa").compareNoCase("Z\xC3\xA9"), 1);
   EXPECT_EQ(CPString("a\xC3\xA9").compareNoCase("B\xC3\xA9"), -1);
   // Malformed bytes never throw; they are compared as bytes.
@@ -109,8 +115,12 @@ TEST(CPString, CompareNoCaseOrdersByLengthFirst) {
   // Wide arguments are converted first.
   EXPECT_EQ(CPString("\xC3\xA9"
                      "cole")
-                .compareNoCase(L"\u00C9COLE"),
+                .compareNoCase(L"\u00E9COLE"),
             0);
+  EXPECT_EQ(CPString("\xC3\xA9"
+                     "cole")
+                .compareNoCase(L"\u00C9COLE"),
+            1);
   EXPECT_EQ(CPString("b").compareNoCase(std::wstring(L"AA")), -1);
 }
 
@@ -190,7 +200,8 @@ TEST(CPString, CodePointsAndBytesOfAnAccentedLetter) {
   EXPECT_EQ(e.sizeOfUtf8Bytes(), 2u);
 
   const Caught byCodePoints = catchAs<CPExceptionOutOfRange>([&] { e.eraseByCodePoints(1, 1); });
-  EXPECT_EQ(byCodePoints.message, "invalid string position, 1! There are 1 code points in this string: \xC3\xA9");
+  // The count overruns: the message names the end it would reach.
+  EXPECT_EQ(byCodePoints.message, "invalid string position, 2! There are 1 code points in this string: \xC3\xA9");
   EXPECT_EQ(byCodePoints.function, "CPString::erase");
   EXPECT_EQ(byCodePoints.code, 4);
   EXPECT_EQ(e.utf8StdString(), "\xC3\xA9");  // unchanged by the failed erase
@@ -591,4 +602,46 @@ TEST(CPString, LogInternalsText) {
                 static_cast<int>(2 * sizeof(void*)),
                 static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(text.beginBytes() + 5)));
   EXPECT_EQ(text.getLogInternals().utf8StdString(), expected);
+}
+
+TEST(CPString, EraseCountPastTheEndNamesTheEndItWouldReach) {
+  CPString text("abc");
+  const Caught overrun = catchAs<CPExceptionOutOfRange>([&] { text.erase(CP(1), CP(5)); });
+  EXPECT_EQ(overrun.message, "invalid string position, 6! There are 3 code points in this string: abc");
+  EXPECT_EQ(overrun.function, "CPString::erase");
+  // The end is computed without wrapping at 32 bits.
+  const Caught huge = catchAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(2, 0xFFFFFFFEu); });
+  EXPECT_EQ(huge.message, "invalid string position, 4294967296! There are 3 code points in this string: abc");
+  // A position past the end is still named itself.
+  const Caught position = catchAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(4, 1); });
+  EXPECT_EQ(position.message, "invalid string position, 4! There are 3 code points in this string: abc");
+  EXPECT_EQ(text.utf8StdString(), "abc");
+  text.erase(CP(1), CP(2));
+  EXPECT_EQ(text.utf8StdString(), "a");
+}
+
+TEST(CPString, RawByteSetSearchesNeverLookAtTheEncoding) {
+  // Not UTF-8 at all: stray bytes are units of their own, in the text and in the set.
+  const CPString bytes(
+      "\xFF\xFE"
+      "abc\xFF");
+  EXPECT_EQ(bytes.findFirstNotOfUtf8RawBytes("\xFF\xFE"), RB(2));
+  EXPECT_EQ(bytes.findFirstNotOfUtf8RawBytes("\xFF\xFE"
+                                             "abc"),
+            CPString::nposRawBytes);
+  EXPECT_EQ(bytes.findFirstNotOfUtf8RawBytes(CPString("a"), RB(2)), RB(3));
+  EXPECT_EQ(bytes.findFirstNotOfUtf8RawBytes('\xFF'), RB(1));
+  EXPECT_EQ(bytes.findFirstOfUtf8RawBytes("c\xC3\xA9"), RB(4));
+  EXPECT_EQ(bytes.findFirstOfUtf8RawBytes("\xFF", RB(1)), RB(5));
+  EXPECT_EQ(bytes.findFirstOfUtf8RawBytes("\xC3\xA9"), CPString::nposRawBytes);
+  // Valid sequences around broken ones are still whole code points: é in the
+  // set does not match the lone 0xC3 of a cut sequence, nor è (same lead byte).
+  const CPString mixed(
+      "\xC3\xA9\xC3\xA8\xC3"
+      "x");
+  EXPECT_EQ(mixed.findFirstNotOfUtf8RawBytes("\xC3\xA9"), RB(2));
+  EXPECT_EQ(mixed.findFirstNotOfUtf8RawBytes("\xC3\xA9\xC3\xA8"), RB(4));
+  EXPECT_EQ(mixed.findFirstOfUtf8RawBytes("x\xC3\xA8"), RB(2));
+  // The code-point forms validate what they walk, as they always did.
+  EXPECT_THROW((void)bytes.findFirstNotOf("\xFF"), utf8::CPExceptionInvalidUtf8);
 }

@@ -327,3 +327,37 @@ TEST(CPStringUtils, AFailedAppendLeavesTheDestinationAsItWas) {
   EXPECT_THROW(text += loneTrail, utf8::CPExceptionInvalidUtf16);
   EXPECT_EQ(text.utf8StdString(), "abc");
 }
+
+TEST(CPStringUtils, LowLevelWideTextTreatsUnpairedSurrogatesAsUtf16TextDoes) {
+  const std::string fffd = "\xEF\xBF\xBD";
+  const struct {
+    std::u16string units;
+    std::string utf8;
+  } cases[] = {
+      {u"a\xD800", "a" + fffd},       {u"\xDC00z", fffd + "z"},       {std::u16string(u"\xD800") + u"A", fffd + "A"},
+      {u"\xD800\xD800", fffd + fffd}, {u"\xDE00\xD83D", fffd + fffd}, {u"f\xD83D\xDE00.txt", "f\xF0\x9F\x98\x80.txt"},
+  };
+  for (const auto& c : cases) {
+    // wchar_t text holding the same units one by one (surrogates as UTF-32
+    // units on Linux).
+    const std::wstring wide(c.units.begin(), c.units.end());
+    EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(c.units), c.utf8);
+    EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(c.units.data(), static_cast<int>(c.units.size())),
+              c.utf8);
+    EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(wide), c.utf8);
+    EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(wide.c_str(), static_cast<int>(wide.size())),
+              c.utf8);
+    std::string appended = "<";
+    CPStringUtils::narrowAndAppendForLowLevelUtilities(wide, appended);
+    EXPECT_EQ(appended, "<" + c.utf8);
+  }
+  // UTF-32 values that are no code points.
+  EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(std::u32string{U'a', char32_t(0x110000), U'b'}),
+            "a" + fffd + "b");
+  EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(char32_t(0xDC00)), fffd);
+  EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(char32_t(0x7FFFFFFF)), fffd);
+  if constexpr (sizeof(wchar_t) == 4) {
+    EXPECT_EQ(CPStringUtils::narrowToStdStringForLowLevelUtilities(std::wstring{static_cast<wchar_t>(-1), L'x'}),
+              fffd + "x");
+  }
+}

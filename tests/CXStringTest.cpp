@@ -137,3 +137,67 @@ TEST(CXString, ConversionsAndCaseFolding) {
   EXPECT_EQ(text.u16string(), u"a--b--c");
   EXPECT_EQ(CXString::format("%s=%d", CXString(u"\u00E9"), 5).u16string(), u"\u00E9=5");
 }
+
+TEST(CXString, ReplaceAllCountsAndNeverSearchesReplacements) {
+  const struct {
+    const char16_t* text;
+    const char16_t* from;
+    const char16_t* to;
+    const char16_t* result;
+    std::size_t count;
+  } cases[] = {
+      {u"aaa", u"aa", u"b", u"ba", 1},      // matches do not overlap
+      {u"aaa", u"a", u"aa", u"aaaaaa", 3},  // replacements are not searched again
+      {u"abcabc", u"abc", u"", u"", 2},     // to nothing
+      {u"xyz", u"q", u"r", u"xyz", 0},      // absent
+      {u"xyz", u"", u"r", u"xyz", 0},       // an empty needle changes nothing
+      {u"\xD800-\xD800", u"\xD800", u"\u00E9", u"\u00E9-\u00E9", 2},
+      {u"ab", u"ab", u"ab", u"ab", 1},
+  };
+  for (const auto& c : cases) {
+    CXString text(c.text);
+    EXPECT_EQ(text.replaceAll(CXString(c.from), CXString(c.to)), c.count) << narrow(CXString(c.text));
+    EXPECT_EQ(text.u16string(), c.result) << narrow(CXString(c.text));
+  }
+  // Many matches, and the string replaced in itself.
+  CXString many(std::u16string(100000, u'x'));
+  EXPECT_EQ(many.replaceAll(CXString(u"x"), CXString(u"yz")), 100000u);
+  EXPECT_EQ(many.size(), 200000u);
+  EXPECT_EQ(many.substr(199998).u16string(), u"yz");
+  CXString self(u"abc");
+  EXPECT_EQ(self.replaceAll(self, CXString(u"-")), 1u);
+  EXPECT_EQ(self.u16string(), u"-");
+}
+
+TEST(CXString, CompareNoCaseKeepsItsTableAndWideUnitsMatchUtf16Units) {
+  // CXString folds with its documented table (CPString::compareNoCase does not).
+  EXPECT_EQ(CXString(u"\u00FF").compareNoCase(CXString(u"\u0178")), 0);
+  EXPECT_EQ(CPString("\xC3\xBF").compareNoCase("\xC5\xB8"), -1);
+
+  // Wide text gives the same UTF-16 units as the char16_t constructor: a pair
+  // is joined on Linux, unpaired surrogates are kept as the units they are.
+  const std::u16string units[] = {
+      u"a\xD800", u"\xDC00z", u"\xD800\xD800", u"x\xDBFF\xDFFFy", u"\xDE00\xD83D",
+  };
+  for (const std::u16string& u : units) {
+    std::wstring wide;
+    for (std::size_t i = 0; i < u.size(); ++i) {
+      if (sizeof(wchar_t) == 4 && u[i] >= 0xD800 && u[i] <= 0xDBFF && i + 1 < u.size() && u[i + 1] >= 0xDC00 &&
+          u[i + 1] <= 0xDFFF) {
+        wide.push_back(static_cast<wchar_t>(0x10000 + ((u[i] - 0xD800) << 10) + (u[i + 1] - 0xDC00)));
+        ++i;
+      } else {
+        wide.push_back(static_cast<wchar_t>(u[i]));
+      }
+    }
+    EXPECT_EQ(CXString(wide).u16string(), u) << narrow(CXString(u));
+    EXPECT_EQ(CXString(wide.c_str()).u16string(), u) << narrow(CXString(u));
+    EXPECT_EQ(CXString(u).toWString(), wide) << narrow(CXString(u));
+    // The same units as UTF-32 surrogates (Linux wchar_t text written unit by unit).
+    const std::wstring unitByUnit(u.begin(), u.end());
+    EXPECT_EQ(CXString(unitByUnit).u16string(), u) << narrow(CXString(u));
+  }
+  if constexpr (sizeof(wchar_t) == 4) {
+    EXPECT_EQ(CXString(std::wstring{L'a', static_cast<wchar_t>(0x110000)}).u16string(), u"a\uFFFD");
+  }
+}

@@ -1,5 +1,7 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/CPString.h"
+#include "LowLevelFacilities/CPStringUtils.h"
 #include "LowLevelFacilities/CXString.h"
 #include "LowLevelFacilities/FormatSpecification.h"
 #include "LowLevelFacilities/Formatter.h"
@@ -7,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -163,4 +168,139 @@ TEST(Formatter, ExtremeStarWidthsFloatingIntegersAndFlaggedPercent) {
   EXPECT_EQ(formatToStdString("%d", -1e300), "-9223372036854775808");
   EXPECT_EQ(formatToStdString("%d", std::numeric_limits<double>::quiet_NaN()), "0");
   EXPECT_EQ(formatToStdString("%d", 2.9), "2");
+}
+
+namespace {
+
+// The C library's own text for one floating conversion with a star width and
+// a star precision.
+std::string printfText(const char* format, int width, int precision, double value) {
+  char text[512];
+  const int length = std::snprintf(text, sizeof(text), format, width, precision, value);
+  return std::string(text, static_cast<std::size_t>(length));
+}
+
+}  // namespace
+
+TEST(Formatter, HexFloatsWithoutPrecisionAreExactAsInPrintf) {
+  const double values[] = {3.14159, 1.0, -0.1, 2.5, 0.0, 1e300, 4.9406564584124654e-324, -1e-310};
+  for (const double value : values) {
+    for (const char* format : {"%*.*a", "%*.*A", "%-+*.*a", "%#0*.*A"}) {
+      for (const int precision : {-1, -7}) {  // a negative star precision counts as none
+        const std::string ours = formatToStdString(format, 24, precision, value);
+        EXPECT_EQ(ours, printfText(format, 24, precision, value)) << format << " " << precision;
+        // No digits dropped: the text reads back as the same number.
+        EXPECT_EQ(std::strtod(ours.c_str(), nullptr), value) << ours;
+      }
+    }
+    // Without any precision in the format at all.
+    const std::string plain = formatToStdString("%a", value);
+    EXPECT_EQ(std::strtod(plain.c_str(), nullptr), value) << plain;
+    EXPECT_EQ(plain, printfText("%*.*a", 0, -1, value));
+  }
+  // A negative star precision is no precision for the other floating conversions too.
+  EXPECT_EQ(formatToStdString("%.*e|%.*g", -1, 1234.5, -2, 0.0001), "1.234500e+03|0.0001");
+}
+
+TEST(Formatter, MalformedUtf16AndUtf32TextBecomesReplacementCharacters) {
+  const std::string fffd = "\xEF\xBF\xBD";
+  // Unpaired surrogates in UTF-16 text, on the direct path and under a width.
+  EXPECT_EQ(formatToStdString("%s", u"\xDC00"), fffd);
+  EXPECT_EQ(formatToStdString("%s", u"a\xD800"), "a" + fffd);
+  EXPECT_EQ(formatToStdString("%S",
+                              u"\xD800"
+                              "A"),
+            fffd + "A");
+  EXPECT_EQ(formatToStdString("[%6S]", std::u16string(u"\xDBFF\xDBFF")), "[" + fffd + fffd + "]");
+  EXPECT_EQ(formatToStdString("[%7s]", CXString(u"x\xDC00")), "[   x" + fffd + "]");
+  EXPECT_EQ(formatToStdString("%s", u"\xD83D\xDE00"), "\xF0\x9F\x98\x80");
+  // A file name with an unpaired surrogate keeps every other character, and
+  // the message stays valid UTF-8.
+  const CPString lead = CPString::format("Cannot open '%s'", u"f\xD800.txt");
+  EXPECT_EQ(lead.utf8StdString(), "Cannot open 'f" + fffd + ".txt'");
+  const CPString trail = CPString::format("Cannot open '%s'", u"f\xDC00.txt");
+  EXPECT_EQ(trail.utf8StdString(), "Cannot open 'f" + fffd + ".txt'");
+  EXPECT_EQ(trail.lengthInCodePoints(), SizeCodePoints32Struct(20));
+
+  // wchar_t text: a surrogate pair is one character on every platform (two
+  // UTF-32 units on Linux are joined), unpaired units are replaced.
+  const std::wstring widePair{wchar_t(0xD83D), wchar_t(0xDE00)};
+  EXPECT_EQ(formatToStdString("%s", widePair), "\xF0\x9F\x98\x80");
+  EXPECT_EQ(formatToStdString("%S|%s", std::wstring{wchar_t(0xD83D), L'A'}, std::wstring{wchar_t(0xDE00)}),
+            fffd + "A|" + fffd);
+  EXPECT_EQ(formatToStdString("%s", std::u32string{U'a', char32_t(0x110000), char32_t(0xDFFF), U'\U0001F600'}),
+            "a" + fffd + fffd + "\xF0\x9F\x98\x80");
+  if constexpr (sizeof(wchar_t) == 4) {
+    EXPECT_EQ(formatToStdString("%s", std::wstring{L'a', static_cast<wchar_t>(0x110000)}), "a" + fffd);
+  }
+
+  // %c with a wide character that is not a code point.
+  EXPECT_EQ(formatToStdString("%c", char16_t(0xD800)), fffd);
+  EXPECT_EQ(formatToStdString("%c", char32_t(0x110000)), fffd);
+  EXPECT_EQ(formatToStdString("%C", char32_t(0xDFFF)), fffd);
+  EXPECT_EQ(formatToStdString("%C", 0x110000), fffd);
+  EXPECT_EQ(formatToStdString("%c|%C", wchar_t(0xE9), 0x20AC), "\xC3\xA9|\xE2\x82\xAC");
+}
+
+TEST(Formatter, CharacterConversionOfIntegersWritesTheByteAsPrintf) {
+  for (const int value : {0x41, 0x7F, 0x80, 0xE9, 0xFF, 0x100, 0x141, -1, -23, -200}) {
+    char expected[8];
+    const int length = std::snprintf(expected, sizeof(expected), "[%c]", value);
+    EXPECT_EQ(formatToStdString("[%c]", value), std::string(expected, static_cast<std::size_t>(length))) << value;
+  }
+  EXPECT_EQ(formatToStdString("%c", 0xE9u), "\xE9");
+  EXPECT_EQ(formatToStdString("%c", static_cast<unsigned char>(0xE9)), "\xE9");
+  // A narrow char stays a byte under either conversion, as narrow text does.
+  EXPECT_EQ(formatToStdString("%c%C", '\xE9', '\xE8'), "\xE9\xE8");
+}
+
+TEST(Formatter, NullPointersByteTextAndUtf32Arrays) {
+  const std::string zeros(2 * sizeof(void*), '0');
+  EXPECT_EQ(formatToStdString("0x%p", nullptr), "0x" + zeros);
+
+  // Byte text: unsigned char and char8_t pointers and arrays are text under %s.
+  const unsigned char bytes[] = {'a', 0xC3, 0xA9, 0};
+  const unsigned char* bytePointer = bytes;
+  const char8_t* utf8Pointer = u8"\u00E9t\u00E9";
+  EXPECT_EQ(formatToStdString("%s|%s|%s", bytePointer, utf8Pointer, bytes), "a\xC3\xA9|\xC3\xA9t\xC3\xA9|a\xC3\xA9");
+  EXPECT_EQ(formatToStdString("[%-6s]", u8"\u00E9"), "[\xC3\xA9    ]");
+  EXPECT_EQ(formatToStdString("%s", static_cast<const unsigned char*>(nullptr)), "(null)");
+  // ...and addresses under %p, as printf writes them (the bytes are not read).
+  const unsigned char unterminated[2] = {0xFF, 0xFF};
+  const std::string address = formatToStdString("%p", static_cast<const void*>(unterminated));
+  EXPECT_EQ(formatToStdString("%p", static_cast<const unsigned char*>(unterminated)), address);
+  const char* text = "text";
+  EXPECT_EQ(formatToStdString("%p", text), formatToStdString("%p", static_cast<const void*>(text)));
+  EXPECT_EQ(formatToStdString("%p|%s", static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)),
+            zeros + "|(null)");
+
+  // UTF-32 arrays and pointers.
+  const char32_t* utf32Pointer = U"\u00E9\U0001F600";
+  EXPECT_EQ(formatToStdString("%s|%S", U"x\u00E9", utf32Pointer), "x\xC3\xA9|\xC3\xA9\xF0\x9F\x98\x80");
+  // An array without a terminator is read up to its end, never beyond.
+  const char letters[3] = {'a', 'b', 'c'};
+  const char32_t wideLetters[2] = {U'd', U'e'};
+  EXPECT_EQ(formatToStdString("%s%s", letters, wideLetters), "abcde");
+}
+
+TEST(Formatter, InvalidCharacterMessageIsValidUtf8) {
+  const struct {
+    const char* format;
+    const char* message;
+  } cases[] = {
+      {"%\xC3\xA9 x", "Invalid character, \xC3\xA9, in a format specification, %\xC3\xA9 x"},
+      {"%5\xE2\x82\xAC", "Invalid character, \xE2\x82\xAC, in a format specification, %5\xE2\x82\xAC"},
+      {"%\xC3", "Invalid character, \xEF\xBF\xBD, in a format specification, %\xEF\xBF\xBD"},
+      {"%\xFF\xFE", "Invalid character, \xEF\xBF\xBD, in a format specification, %\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {"%-\x01", "Invalid character, \x01, in a format specification, %-\x01"},
+  };
+  for (const auto& c : cases) {
+    try {
+      (void)formatToStdString(c.format, 1);
+      ADD_FAILURE() << c.format;
+    } catch (const CPExceptionInvalidArgument& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), c.message);
+      EXPECT_TRUE(CPStringUtils::isValidUtf8(e.getExceptionMessage(), std::strlen(e.getExceptionMessage())));
+    }
+  }
 }

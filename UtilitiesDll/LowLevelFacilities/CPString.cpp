@@ -3,7 +3,6 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/AsciiBlocks.h"
 #include "LowLevelFacilities/CPStringUtils.h"
-#include "LowLevelFacilities/CXString.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/Utf8CheckedDecoding.h"
 #include "LowLevelFacilities/Utf8Encoding.h"
@@ -50,7 +49,7 @@ unsigned lenientCodePointCount(const std::string& text) noexcept {
   return count;
 }
 
-[[noreturn]] void throwCodePointPosition(const char* functionLabel, unsigned position, const std::string& text) {
+[[noreturn]] void throwCodePointPosition(const char* functionLabel, std::uint64_t position, const std::string& text) {
   HDU_THROW(CPExceptionOutOfRange, HDU_DEBUG_CONTEXT(functionLabel),
             "invalid string position, %u! There are %u code points in this string: %s", position,
             lenientCodePointCount(text), text);
@@ -253,14 +252,10 @@ inline bool compareSameLengthNoCaseIfAscii(const char* a, const char* b, unsigne
   return true;
 }
 
-inline std::uint32_t foldCodePointToUpper(std::uint32_t code) noexcept {
-  if (code < 0x80) {
-    return static_cast<std::uint32_t>(asciiUpper(static_cast<int>(code)));
-  }
-  if (code <= 0xFFFF) {
-    return CXString::foldToUpper(static_cast<char16_t>(code));
-  }
-  return code;
+// toupper on a code point: the C library's toupper changes only ASCII
+// letters, so every code point above 0x7F stays as it is.
+inline std::uint32_t upperCodePoint(std::uint32_t code) noexcept {
+  return code < 0x80 ? static_cast<std::uint32_t>(asciiUpper(static_cast<int>(code))) : code;
 }
 
 // Counts code points without throwing; false when the bytes are not valid UTF-8.
@@ -288,8 +283,8 @@ inline std::uint32_t decodeValid(const char*& cursor, const char* end) noexcept 
   return code;
 }
 
-// Same byte length, some byte not ASCII: compares code points after case
-// folding, again with the shorter (in code points) first. Decoding on the fly
+// Same byte length, some byte not ASCII: compares code points after toupper,
+// again with the shorter (in code points) first. Decoding on the fly
 // needs no copies. Kept out of line so that the ASCII path stays lean.
 [[gnu::noinline]] int compareSameLengthNoCaseWithNonAscii(const char* a, const char* b, unsigned length) noexcept {
   std::uint32_t aCount = 0;
@@ -306,8 +301,8 @@ inline std::uint32_t decodeValid(const char*& cursor, const char* end) noexcept 
   const char* const aEnd = a + length;
   const char* const bEnd = b + length;
   while (aCursor < aEnd) {
-    const std::uint32_t aCode = foldCodePointToUpper(decodeValid(aCursor, aEnd));
-    const std::uint32_t bCode = foldCodePointToUpper(decodeValid(bCursor, bEnd));
+    const std::uint32_t aCode = upperCodePoint(decodeValid(aCursor, aEnd));
+    const std::uint32_t bCode = upperCodePoint(decodeValid(bCursor, bEnd));
     if (aCode != bCode) {
       return aCode < bCode ? -1 : 1;
     }
@@ -701,10 +696,27 @@ bool setContainsCodePoint(const std::u32string& set, std::uint32_t code) noexcep
   return set.find(static_cast<char32_t>(code)) != std::u32string::npos;
 }
 
+// The unit at `cursor` for the raw-byte set searches, which never fail: a
+// well-formed UTF-8 sequence is its code point; any other byte is a unit of
+// its own, marked above every code point so that it equals only itself.
+inline std::uint32_t nextUnitOfRawBytes(const char*& cursor, const char* end) noexcept {
+  const auto lead = static_cast<unsigned char>(*cursor);
+  if (lead >= 0x80) {
+    std::uint32_t code = 0;
+    const unsigned length = Utf8Encoding::decodeWellFormedMultiByteSequence(cursor, end, code);
+    if (length != 0) {
+      cursor += length;
+      return code;
+    }
+  }
+  ++cursor;
+  return lead < 0x80 ? lead : (0x80000000u | lead);
+}
+
 }  // namespace
 
-size_type CPString::searchWorker(SearchKind kind, const char* needle, size_type needleLength,
-                                 size_type startByte) const {
+size_type CPString::searchWorker(SearchKind kind, const char* needle, size_type needleLength, size_type startByte,
+                                 bool rawBytes) const {
   switch (kind) {
     case SearchKind::Find:
       return m_string.find(needle, startByte, needleLength);
@@ -730,12 +742,17 @@ size_type CPString::searchWorker(SearchKind kind, const char* needle, size_type 
   if (startByte >= m_string.size()) {
     return std::string::npos;
   }
+  // The code-point forms validate what they walk; the raw-byte forms take
+  // malformed bytes as units of their own and never throw.
+  auto next = [rawBytes](const char*& cursor, const char* begin, const char* end) {
+    return rawBytes ? nextUnitOfRawBytes(cursor, end) : nextCodePoint(cursor, begin, end, "CPString::findFirstOf");
+  };
   std::u32string set;
   {
     const char* cursor = needle;
     const char* const end = needle + needleLength;
     while (cursor < end) {
-      set.push_back(static_cast<char32_t>(nextCodePoint(cursor, needle, end, "CPString::findFirstOf")));
+      set.push_back(static_cast<char32_t>(next(cursor, needle, end)));
     }
   }
   const char* const begin = m_string.data();
@@ -743,7 +760,7 @@ size_type CPString::searchWorker(SearchKind kind, const char* needle, size_type 
   const char* cursor = begin + startByte;
   while (cursor < end) {
     const char* const here = cursor;
-    const std::uint32_t code = nextCodePoint(cursor, begin, end, "CPString::findFirstOf");
+    const std::uint32_t code = next(cursor, begin, end);
     if (setContainsCodePoint(set, code) == wantMember) {
       return static_cast<size_type>(here - begin);
     }
@@ -790,7 +807,7 @@ size_type CPString::searchStartFromIterator(SearchKind /*kind*/, const iterator&
     return found == std::string::npos ? npos : codePointIndexOfByteIndex(found);                                   \
   }                                                                                                                \
   SizeRawBytes32Struct CPString::NAME##Utf8RawBytes(NEEDLE_PARAMETER) const {                                      \
-    const size_type found = searchWorker(KIND, NEEDLE_BYTES, NEEDLE_LENGTH, defaultSearchStart(KIND));             \
+    const size_type found = searchWorker(KIND, NEEDLE_BYTES, NEEDLE_LENGTH, defaultSearchStart(KIND), true);       \
     return found == std::string::npos ? nposRawBytes : SizeRawBytes32Struct(static_cast<unsigned>(found));         \
   }                                                                                                                \
   SizeRawBytes32Struct CPString::NAME##Utf8RawBytes(NEEDLE_PARAMETER, SizeRawBytes32Struct start) const {          \
@@ -798,7 +815,7 @@ size_type CPString::searchStartFromIterator(SearchKind /*kind*/, const iterator&
     if (from == std::string::npos && isForwardSearch(KIND)) {                                                      \
       return nposRawBytes;                                                                                         \
     }                                                                                                              \
-    const size_type found = searchWorker(KIND, NEEDLE_BYTES, NEEDLE_LENGTH, from);                                 \
+    const size_type found = searchWorker(KIND, NEEDLE_BYTES, NEEDLE_LENGTH, from, true);                           \
     return found == std::string::npos ? nposRawBytes : SizeRawBytes32Struct(static_cast<unsigned>(found));         \
   }                                                                                                                \
   CPString::iterator CPString::NAME##Iterator(NEEDLE_PARAMETER) const {                                            \
@@ -992,7 +1009,8 @@ CPString& CPString::erase(SizeCodePoints32Struct position, SizeCodePoints32Struc
   const std::uint32_t erased =
       advanceCodePoints(m_string.data(), m_string.data() + m_string.size(), cursor, count.value(), "CPString::erase");
   if (erased != count.value()) {
-    throwCodePointPosition("CPString::erase", position.value(), m_string);
+    // The count overruns: the message names the end it would reach.
+    throwCodePointPosition("CPString::erase", std::uint64_t{position.value()} + count.value(), m_string);
   }
   m_string.erase(startByte, static_cast<size_type>(cursor - m_string.data()) - startByte);
   return *this;

@@ -27,7 +27,8 @@
 //
 // Position errors of the editing members throw CPExceptionOutOfRange with one
 // of these messages (function names "CPString::erase" / "CPString::insert";
-// other members use their own name):
+// other members use their own name). When a code-point count runs past the
+// end, the position named is the end it would reach (position + count):
 //   "invalid string position, %u! There are %u code points in this string: %s"
 //   "invalid byte index string position, %u, and count, %u! There are %u raw bytes in this string: %s"
 //   "invalid byte index string position, %u! There are %u raw bytes in this string: %s"
@@ -256,8 +257,13 @@ class HDU_API CPString {
   // find: first occurrence at or after the start. reverseFind: last
   // occurrence that begins at or before the start (default: anywhere).
   // findFirstOf / findFirstNotOf: first code point that is (is not) one of
-  // the needle's code points. The ...UsingAsciiCharacterSet forms take the
-  // needle as a set of single bytes and look at bytes. An empty needle is
+  // the needle's code points. The raw-byte forms never look at the encoding
+  // beyond that: where text or needle is not UTF-8, each byte that is not
+  // part of a well-formed sequence is a unit of its own, equal only to the
+  // same stray byte; they never throw (the code-point and iterator forms
+  // throw the utf8:: exceptions for malformed bytes). The
+  // ...UsingAsciiCharacterSet forms take the needle as a set of single bytes
+  // and look at bytes. An empty needle is
   // found at the start (find, reverseFind), never (findFirstOf) or at the
   // first position (findFirstNotOf). Absent: npos, nposRawBytes or end().
   // A forward search starting past the end finds nothing.
@@ -407,8 +413,10 @@ class HDU_API CPString {
   // lengths order by length alone (-1 when this one is shorter), so "b"
   // orders before "AA". Equal lengths: when both are ASCII, byte by byte
   // after toupper (no widening, no allocation); otherwise code point by code
-  // point after case folding, again with the shorter (in code points) first.
-  // Never throws for malformed bytes (they are compared as bytes).
+  // point after toupper, again with the shorter (in code points) first.
+  // toupper changes ASCII letters only: "é" and "É" differ (CXString folds
+  // more letters with its own table). Never throws for malformed bytes (they
+  // are compared as bytes).
   int compareNoCase(const char* other) const noexcept;
   int compareNoCase(const CPString& other) const noexcept {
     return compareNoCaseHelper(m_string.data(), sizeOfUtf8Bytes(), other.m_string.data(), other.sizeOfUtf8Bytes());
@@ -486,8 +494,10 @@ class HDU_API CPString {
   static std::string::size_type defaultSearchStart(SearchKind kind) noexcept {
     return isForwardSearch(kind) ? 0 : std::string::npos;
   }
+  // `rawBytes`: the set searches take a malformed byte as a unit of its own
+  // instead of throwing (the raw-byte forms).
   std::string::size_type searchWorker(SearchKind kind, const char* needle, std::string::size_type needleLength,
-                                      std::string::size_type startByte) const;
+                                      std::string::size_type startByte, bool rawBytes = false) const;
   std::string::size_type searchStartFromCodePoints(SearchKind kind, SizeCodePoints32Struct start) const;
   std::string::size_type searchStartFromRawBytes(SearchKind kind, SizeRawBytes32Struct start) const;
   std::string::size_type searchStartFromIterator(SearchKind kind, const iterator& start) const;

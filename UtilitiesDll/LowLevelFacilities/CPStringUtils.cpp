@@ -307,16 +307,11 @@ void narrowWideLowLevel(const wchar_t* text, std::size_t length, std::string& ou
   if constexpr (sizeof(wchar_t) == 2) {
     narrowUtf16LowLevel(reinterpret_cast<const char16_t*>(text), length, out);
   } else {
-    // UTF-32, with a lead surrogate joined to the next unit as the hand
-    // conversion of UTF-16 does; never fails.
+    // UTF-32 (there is no platform converter for it): as the UTF-16 path
+    // writes the same units, a surrogate pair is joined and every other unit
+    // that is no code point becomes U+FFFD. Never fails.
     out.reserve(out.size() + length);
-    for (std::size_t i = 0; i < length; ++i) {
-      auto code = wideCodeUnitValue(text[i]);
-      if (code >= 0xD800 && code <= 0xDBFF && i + 1 < length) {
-        code = code * 1024 + static_cast<std::uint32_t>(text[++i]) - 56613888u;
-      }
-      Utf8Encoding::appendCodePointAsUtf8(out, code & 0x1FFFFF);
-    }
+    Utf8Encoding::appendUtf32AsUtf8Replacing(out, text, length);
   }
 }
 
@@ -478,21 +473,22 @@ std::string narrowToStdStringForLowLevelUtilities(const std::u16string& text) {
 
 std::string narrowToStdStringForLowLevelUtilities(char32_t codePoint) {
   std::string result;
-  Utf8Encoding::appendCodePointAsUtf8(result, static_cast<std::uint32_t>(codePoint) & 0x1FFFFF);
+  Utf8Encoding::appendCodePointAsUtf8(result,
+                                      Utf8Encoding::codePointOrReplacement(static_cast<std::uint32_t>(codePoint)));
   return result;
 }
 
 std::string narrowToStdStringForLowLevelUtilities(const char32_t* text) {
   std::string result;
   if (text != nullptr) {
-    Utf8Encoding::appendUtf32AsUtf8Lenient(result, text, lengthOf(text));
+    Utf8Encoding::appendUtf32AsUtf8Replacing(result, text, lengthOf(text));
   }
   return result;
 }
 
 std::string narrowToStdStringForLowLevelUtilities(const std::u32string& text) {
   std::string result;
-  Utf8Encoding::appendUtf32AsUtf8Lenient(result, text.data(), text.size());
+  Utf8Encoding::appendUtf32AsUtf8Replacing(result, text.data(), text.size());
   return result;
 }
 
@@ -517,7 +513,7 @@ void narrowAndAppendForLowLevelUtilities(const char16_t* text, int length, std::
 }
 
 void narrowAndAppendForLowLevelUtilities(const std::u32string& text, std::string& destination) {
-  Utf8Encoding::appendUtf32AsUtf8Lenient(destination, text.data(), text.size());
+  Utf8Encoding::appendUtf32AsUtf8Replacing(destination, text.data(), text.size());
 }
 
 std::u16string widenTo_u16stringForLowLevelUtilities(const char* utf8, int byteCount) {

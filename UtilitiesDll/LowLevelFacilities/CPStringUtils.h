@@ -64,7 +64,13 @@ HDU_API std::u32string widenTo_u32string(const CPString& utf8);
 
 // ---- low-level tier: never throws in normal running ----
 // A null pointer, an empty text or a negative length gives an empty string
-// without any platform call.
+// without any platform call. The result is always valid UTF-8, as the
+// platform's converter writes it: an unpaired surrogate (and, in UTF-32 text,
+// a value above U+10FFFF) becomes U+FFFD. On Linux, wchar_t text is UTF-32;
+// a lead and a trail surrogate in it are joined into one character, so the
+// same units give the same text as the char16_t overloads. Only the hand
+// conversion below (the fallback when the platform converter fails) writes
+// surrogates as they are.
 HDU_API std::string narrowToStdStringForLowLevelUtilities(const wchar_t* text, int length);
 HDU_API std::string narrowToStdStringForLowLevelUtilities(const std::wstring& text);
 HDU_API std::string narrowToStdStringForLowLevelUtilities(const char16_t* text, int length);

@@ -12,12 +12,15 @@ std::u16string fromWide(const wchar_t* text, std::size_t length) {
   if constexpr (sizeof(wchar_t) == 2) {
     result.assign(reinterpret_cast<const char16_t*>(text), length);
   } else {
-    // UTF-32 to UTF-16; values that are not code points become U+FFFD.
+    // UTF-32 to UTF-16. Surrogate units are taken as UTF-16 units, as the
+    // char16_t constructors take them: an unpaired one is kept as it is (a
+    // Windows file name may hold one), and a lead and a trail unit give the
+    // same pair. Values above U+10FFFF (negative units too) become U+FFFD.
     result.reserve(length);
     for (std::size_t i = 0; i < length; ++i) {
       auto code = wideCodeUnitValue(text[i]);
-      if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-        code = 0xFFFD;
+      if (code > 0x10FFFF) {
+        code = Utf8Encoding::kReplacementCodePoint;
       }
       if (code >= 0x10000) {
         code -= 0x10000;
@@ -71,16 +74,16 @@ std::wstring CXString::toWString() const {
   if constexpr (sizeof(wchar_t) == 2) {
     return std::wstring(reinterpret_cast<const wchar_t*>(m_text.data()), m_text.size());
   } else {
+    // A pair becomes one UTF-32 unit; an unpaired surrogate is kept as the
+    // unit it is, as the UTF-16 wchar_t text of Windows keeps it.
     std::wstring result;
     result.reserve(m_text.size());
     for (std::size_t i = 0; i < m_text.size(); ++i) {
       std::uint32_t unit = m_text[i];
-      if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < m_text.size() && m_text[i + 1] >= 0xDC00 &&
-          m_text[i + 1] <= 0xDFFF) {
-        unit = 0x10000 + ((unit - 0xD800) << 10) + (m_text[i + 1] - 0xDC00u);
+      if (Utf8Encoding::isLeadSurrogate(unit) && i + 1 < m_text.size() &&
+          Utf8Encoding::isTrailSurrogate(m_text[i + 1])) {
+        unit = Utf8Encoding::joinSurrogates(unit, m_text[i + 1]);
         ++i;
-      } else if (unit >= 0xD800 && unit <= 0xDFFF) {
-        unit = 0xFFFD;
       }
       result.push_back(static_cast<wchar_t>(unit));
     }
@@ -90,6 +93,7 @@ std::wstring CXString::toWString() const {
 
 std::string CXString::toUtf8() const {
   std::string result;
+  result.reserve(m_text.size());
   Utf8Encoding::appendUtf16AsUtf8Replacing(result, m_text.data(), m_text.size());
   return result;
 }
@@ -99,16 +103,27 @@ CPString CXString::toCPString() const {
 }
 
 std::size_t CXString::replaceAll(const CXString& from, const CXString& to) {
-  if (from.empty()) {
+  const std::u16string_view needle = from.m_text;
+  std::size_t found = needle.empty() ? std::u16string::npos : m_text.find(needle);
+  if (found == std::u16string::npos) {
     return 0;
   }
+  // One pass into a new string: linear whatever the number of matches (a
+  // replacement in place would move the whole tail at every match). `from`
+  // and `to` may be this string itself; it is only read until the swap.
+  std::u16string result;
+  result.reserve(m_text.size());
   std::size_t count = 0;
-  std::size_t position = 0;
-  while ((position = m_text.find(from.m_text, position)) != std::u16string::npos) {
-    m_text.replace(position, from.size(), to.m_text);
-    position += to.size();
+  std::size_t copiedUpTo = 0;
+  while (found != std::u16string::npos) {
+    result.append(m_text, copiedUpTo, found - copiedUpTo);
+    result.append(to.m_text);
+    copiedUpTo = found + needle.size();
     ++count;
+    found = m_text.find(needle, copiedUpTo);
   }
+  result.append(m_text, copiedUpTo, std::u16string::npos);
+  m_text.swap(result);
   return count;
 }
 

@@ -5,12 +5,18 @@
 // It holds UTF-16 code units in a std::u16string on every platform. On Windows
 // (16-bit wchar_t) wc_str() hands out the text as const wchar_t* without
 // copying; on Linux, wchar_t text (UTF-32 there) is converted on the way in and
-// out. Conversions from UTF-8 are checked and throw the library's utf8::
-// exceptions for malformed input (fromUtf8Lenient repairs instead).
+// out. Units are never validated: an unpaired surrogate (which a Windows file
+// name may hold) is kept as it is, from char16_t and wchar_t text alike, and
+// comes back unchanged from toWString(); on Linux a lead and a trail surrogate
+// held unit by unit in wchar_t text give the same pair, and a wchar_t value
+// above U+10FFFF becomes U+FFFD. Conversions from UTF-8 are checked and throw
+// the library's utf8:: exceptions for malformed input (fromUtf8Lenient repairs
+// instead); toUtf8() writes U+FFFD for an unpaired surrogate.
 //
 // Case-insensitive operations fold case with a fixed, platform-independent
 // table: ASCII, Latin-1, Latin Extended-A, Greek and Cyrillic letters. Other
-// characters compare as they are.
+// characters compare as they are. (CPString::compareNoCase does not use this
+// table: it changes ASCII letters only.)
 
 #include "LowLevelFacilities/Formatter.h"
 #include "hdUtilitiesExport.h"
@@ -108,7 +114,9 @@ class HDU_API CXString {
   }
   std::size_t find(char16_t unit, std::size_t from = 0) const noexcept { return m_text.find(unit, from); }
   std::size_t rfind(char16_t unit, std::size_t from = npos) const noexcept { return m_text.rfind(unit, from); }
-  // Replaces every occurrence of `from` (not empty) by `to`; returns the count.
+  // Replaces every occurrence of `from` (not empty) by `to`, left to right,
+  // without searching the replacements again; returns the count. Linear in
+  // the length of the result.
   std::size_t replaceAll(const CXString& from, const CXString& to);
   CXString& toLower();
   CXString& toUpper();

@@ -1,19 +1,40 @@
 #include "LowLevelFacilities/FormatSpecification.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/Utf8Encoding.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace InternalHaldenCP {
 
 namespace {
-// The format text from the "%" on, for error messages.
+// The format text from the "%" on, for error messages; malformed UTF-8 in it
+// becomes U+FFFD, so that the message is valid UTF-8.
 std::string textFromPercent(const char* afterPercent) {
   std::string text = "%";
   if (afterPercent != nullptr) {
-    text += afterPercent;
+    Utf8Encoding::appendUtf8Repaired(text, afterPercent, std::strlen(afterPercent));
   }
   return text;
+}
+
+// The character at `cursor` for an error message: a whole UTF-8 sequence
+// when one starts there, U+FFFD for a byte that starts none.
+char32_t characterAt(const char* cursor) {
+  const auto lead = static_cast<unsigned char>(*cursor);
+  if (lead < 0x80) {
+    return lead;
+  }
+  std::uint32_t code = 0;
+  const char* end = cursor;
+  while (end < cursor + 4 && *end != '\0') {
+    ++end;
+  }
+  if (Utf8Encoding::decodeWellFormedMultiByteSequence(cursor, end, code) != 0) {
+    return code;
+  }
+  return Utf8Encoding::kReplacementCodePoint;
 }
 }  // namespace
 
@@ -95,7 +116,8 @@ FormatSpecification::FormatSpecification(const char* afterPercent) {
     const CharacterClass characterClass = classify(c);
     if (characterClass == CharacterClass::Invalid) {
       HDU_THROW(CPExceptionInvalidArgument, HDU_DEBUG_CONTEXT("FormatSpecification::FormatSpecification"),
-                "Invalid character, %c, in a format specification, %s", c, textFromPercent(afterPercent));
+                "Invalid character, %c, in a format specification, %s", characterAt(cursor),
+                textFromPercent(afterPercent));
     }
     m_specification.push_back(c);
     ++cursor;

@@ -141,21 +141,37 @@ struct FieldText {
   const char* data() const { return onHeap ? heap.data() : local; }
 };
 
-void appendText(FieldText& field, const FormatArgument& argument) {
-  switch (argument.kind) {
-    case FormatArgumentKind::NarrowText:
-      field.append(static_cast<const char*>(argument.text.data), argument.text.length);
-      break;
-    case FormatArgumentKind::Utf16Text:
-      Utf8Encoding::appendUtf16AsUtf8Lenient(field, static_cast<const char16_t*>(argument.text.data),
-                                             argument.text.length);
-      break;
-    case FormatArgumentKind::Utf32Text:
-      Utf8Encoding::appendUtf32AsUtf8Lenient(field, static_cast<const char32_t*>(argument.text.data),
-                                             argument.text.length);
-      break;
-    default:
-      break;
+template <class CharT>
+std::size_t measuredLength(const void* data, std::size_t length) {
+  if (length != kUnmeasuredTextLength) {
+    return length;
+  }
+  return std::char_traits<CharT>::length(static_cast<const CharT*>(data));
+}
+
+// The narrow text of an argument, with a null C string as "(null)".
+inline std::string_view narrowTextOf(const FormatArgument& argument) {
+  if (argument.text.data == nullptr) {
+    return "(null)";
+  }
+  return {static_cast<const char*>(argument.text.data), measuredLength<char>(argument.text.data, argument.text.length)};
+}
+
+// Writes a text argument as UTF-8 to `sink` (the field of a padded
+// conversion, or the buffer itself).
+template <class Sink>
+void appendText(Sink& field, const FormatArgument& argument) {
+  if (argument.text.data == nullptr || argument.kind == FormatArgumentKind::NarrowText) {
+    const std::string_view text = narrowTextOf(argument);
+    field.append(text.data(), text.size());
+    return;
+  }
+  if (argument.kind == FormatArgumentKind::Utf16Text) {
+    const auto* units = static_cast<const char16_t*>(argument.text.data);
+    Utf8Encoding::appendUtf16AsUtf8Replacing(field, units, measuredLength<char16_t>(units, argument.text.length));
+  } else if (argument.kind == FormatArgumentKind::Utf32Text) {
+    const auto* units = static_cast<const char32_t*>(argument.text.data);
+    Utf8Encoding::appendUtf32AsUtf8Replacing(field, units, measuredLength<char32_t>(units, argument.text.length));
   }
 }
 
@@ -365,7 +381,9 @@ void writeFloating(Buffer& out, const ConversionParts& parts, double value) {
   conversionText[n++] = '*';
   conversionText[n++] = parts.conversion;
   conversionText[n] = '\0';
-  const int precision = parts.precision < 0 ? 6 : parts.precision;
+  // A negative precision is none: "%*.*a" with -1 is "%*a", which writes all
+  // the hex digits the value needs (a default of 6 would change the number).
+  const int precision = parts.precision < 0 ? -1 : parts.precision;
   char local[512];
   const int needed = std::snprintf(local, sizeof(local), conversionText, parts.width, precision, value);
   if (needed < 0) {
@@ -380,13 +398,21 @@ void writeFloating(Buffer& out, const ConversionParts& parts, double value) {
   out.append(large.data(), static_cast<std::size_t>(needed));
 }
 
+// A char (char8_t) is a byte under "%c" and "%C"; an integer is a byte under
+// "%c" (printf converts it to unsigned char) and a code point under "%C"; a
+// wide character is a code point. Code points that are no characters become
+// U+FFFD, so the text stays valid UTF-8.
 void writeCharacter(Buffer& out, const ConversionParts& parts, const FormatArgument& argument) {
   FieldText field;
   const unsigned long long value = asUnsigned(argument);
-  if (parts.conversion == 'c' && argument.byteSize == 1) {
-    field.push_back(static_cast<char>(value));
+  const bool isByte = argument.kind == FormatArgumentKind::Character ? argument.byteSize == 1 : parts.conversion == 'c';
+  if (isByte) {
+    field.push_back(static_cast<char>(static_cast<unsigned char>(value)));
   } else {
-    Utf8Encoding::appendCodePointAsUtf8(field, static_cast<std::uint32_t>(value & 0x1FFFFF));
+    const std::uint32_t code = value > 0x10FFFF
+                                   ? Utf8Encoding::kReplacementCodePoint
+                                   : Utf8Encoding::codePointOrReplacement(static_cast<std::uint32_t>(value));
+    Utf8Encoding::appendCodePointAsUtf8(field, code);
   }
   appendPadded(out, parts, field.data(), field.length, false);
 }
@@ -399,7 +425,12 @@ void formatOne(Buffer& out, const ConversionParts& parts, const FormatArgument& 
     return;  // never writes through the argument
   }
   if (isTextKind(kind)) {
-    writeTextField(out, parts, argument);
+    if (conversion == 'p') {
+      // The address, as printf writes a char pointer under %p.
+      writePointer(out, parts, reinterpret_cast<std::uintptr_t>(argument.text.data));
+    } else {
+      writeTextField(out, parts, argument);
+    }
     return;
   }
 
@@ -545,9 +576,14 @@ void formatWorker(Buffer& buffer, const char* format, const FormatArgument* argu
     }
 
     const FormatArgument& argument = arguments[next];
-    // The two everyday conversions go straight to the buffer.
-    if (percent[1] == 's' && argument.kind == FormatArgumentKind::NarrowText) {
-      buffer.append(static_cast<const char*>(argument.text.data), argument.text.length);
+    // The two everyday conversions go straight to the buffer: "%s" or "%S"
+    // with text, and integers below.
+    if ((percent[1] == 's' || percent[1] == 'S') && isTextKind(argument.kind)) {
+      if (argument.kind == FormatArgumentKind::NarrowText) {
+        buffer.append(narrowTextOf(argument));
+      } else {
+        appendText(buffer, argument);
+      }
       ++next;
       cursor = percent + 2;
       continue;

@@ -11,10 +11,29 @@
 // Rules (beyond what printf does):
 // - "%s" and "%S" take narrow and wide text alike; wide text is written as
 //   UTF-8. The conversion's 's'/'S' is switched to match the argument.
+// - Narrow text is char, signed char, unsigned char or char8_t (pointers and
+//   arrays), std::string(_view) and CPString, written as its bytes stand.
+//   Wide text is wchar_t, char16_t or char32_t (pointers, arrays, strings)
+//   and CXString. Wide text is always written as valid UTF-8, as the
+//   platform's converter writes it: a surrogate pair is one character (also
+//   when 32-bit wchar_t text holds it unit by unit), and an unpaired
+//   surrogate or a value above U+10FFFF becomes U+FFFD. A null text pointer
+//   is written "(null)". An array is read up to its first zero or its end.
+// - "%c" writes a char, char8_t or any integer as one byte, as printf does
+//   (0xE9 gives the byte E9, -1 the byte FF). A wide character (wchar_t,
+//   char16_t, char32_t), or an integer under "%C", is a code point written as
+//   UTF-8; a surrogate or a value above U+10FFFF gives U+FFFD.
+// - Floating conversions follow printf, including its defaults: "%a" without
+//   a precision (or with a negative star precision) writes every significant
+//   hex digit.
 // - The Windows size prefixes "I64", "I32" and "I" are accepted ("%016I64X"),
 //   as are the other size modifiers; the argument's own type decides its width.
 // - "%p" writes the pointer as upper-case hex digits, zero-filled to the width
 //   of a pointer, on every platform (so "0x%p" reads the same everywhere).
+//   Text under "%p" is written as the address of its first character. A
+//   char pointer must point to terminated text (it is measured when the
+//   argument is taken); other text pointers (unsigned char, signed char and
+//   char8_t byte buffers, wide text) are not read under "%p".
 // - An argument whose kind does not suit the conversion is still written
 //   sensibly: numbers under "%s" as "%d"/"%g"/"%p" would, text under a number
 //   conversion as text.
@@ -50,9 +69,14 @@ enum class FormatArgumentKind : std::uint8_t {
 // A view of text (a named type: an anonymous struct inside the anonymous
 // union below would be a compiler extension).
 struct FormatTextView {
-  const void* data;
-  std::size_t length;  // in code units
+  const void* data;    // null: a null C string, written "(null)"
+  std::size_t length;  // in code units; kUnmeasuredTextLength: up to the first zero
 };
+
+// The length of C-string arguments other than char text (byte buffers and
+// wide text), measured only when they are written as text, so that "%p"
+// never reads what such a pointer points to.
+inline constexpr std::size_t kUnmeasuredTextLength = static_cast<std::size_t>(-1);
 
 struct FormatArgument {
   FormatArgumentKind kind;
@@ -93,14 +117,24 @@ FormatArgument wideText(const CharT* text, std::size_t length) {
   return a;
 }
 
-template <class CharT>
-std::size_t textLength(const CharT* text) {
+// Up to the first zero unit or the end of the array.
+template <class CharT, std::size_t N>
+std::size_t arrayTextLength(const CharT (&text)[N]) {
   std::size_t length = 0;
-  while (text[length] != CharT{}) {
+  while (length < N && text[length] != CharT{}) {
     ++length;
   }
   return length;
 }
+
+template <class T>
+inline constexpr bool isNarrowCharacter = std::is_same_v<T, char> || std::is_same_v<T, signed char> ||
+                                          std::is_same_v<T, unsigned char> || std::is_same_v<T, char8_t>;
+template <class T>
+inline constexpr bool isWideCharacter =
+    std::is_same_v<T, wchar_t> || std::is_same_v<T, char16_t> || std::is_same_v<T, char32_t>;
+template <class T>
+using PointeeOf = std::remove_cv_t<std::remove_pointer_t<T>>;
 
 }  // namespace detail
 
@@ -112,11 +146,12 @@ FormatArgument makeFormatArgument(const T& value) {
     a.kind = FormatArgumentKind::Character;
     a.byteSize = 1;
     a.unsignedValue = static_cast<unsigned char>(value);
-  } else if constexpr (std::is_same_v<U, wchar_t> || std::is_same_v<U, char16_t> || std::is_same_v<U, char32_t> ||
-                       std::is_same_v<U, char8_t>) {
+  } else if constexpr (detail::isWideCharacter<U> || std::is_same_v<U, char8_t>) {
     a.kind = FormatArgumentKind::Character;
     a.byteSize = sizeof(U);
-    a.unsignedValue = static_cast<unsigned long long>(value);
+    // The unit's bits (a Linux wchar_t is signed): a negative unit is a value
+    // above U+10FFFF, never a code point.
+    a.unsignedValue = static_cast<std::make_unsigned_t<U>>(value);
   } else if constexpr (std::is_same_v<U, bool>) {
     a.kind = FormatArgumentKind::UnsignedInteger;
     a.byteSize = 1;
@@ -137,15 +172,14 @@ FormatArgument makeFormatArgument(const T& value) {
     a.byteSize = sizeof(double);
     a.floatingValue = static_cast<double>(value);
   } else if constexpr (std::is_same_v<U, const char*> || std::is_same_v<U, char*>) {
+    // Measured here, where the compiler often knows the text already.
     return value != nullptr ? detail::narrowText(value, std::char_traits<char>::length(value))
-                            : detail::narrowText("(null)", 6);
-  } else if constexpr (std::is_same_v<U, const wchar_t*> || std::is_same_v<U, wchar_t*> ||
-                       std::is_same_v<U, const char16_t*> || std::is_same_v<U, char16_t*> ||
-                       std::is_same_v<U, const char32_t*> || std::is_same_v<U, char32_t*>) {
-    if (value == nullptr) {
-      return detail::narrowText("(null)", 6);
-    }
-    return detail::wideText(value, detail::textLength(value));
+                            : detail::narrowText(nullptr, 0);
+  } else if constexpr (std::is_pointer_v<U> && detail::isNarrowCharacter<detail::PointeeOf<U>>) {
+    // Byte buffers: measured only when written as text.
+    return detail::narrowText(reinterpret_cast<const char*>(value), kUnmeasuredTextLength);
+  } else if constexpr (std::is_pointer_v<U> && detail::isWideCharacter<detail::PointeeOf<U>>) {
+    return detail::wideText(static_cast<const detail::PointeeOf<U>*>(value), kUnmeasuredTextLength);
   } else if constexpr (std::is_same_v<U, std::string> || std::is_same_v<U, std::string_view>) {
     return detail::narrowText(value.data(), value.size());
   } else if constexpr (std::is_same_v<U, std::wstring> || std::is_same_v<U, std::wstring_view> ||
@@ -158,7 +192,11 @@ FormatArgument makeFormatArgument(const T& value) {
   } else if constexpr (Utf16TextObject<U>) {
     const std::u16string_view text = value.utf16View();
     return detail::wideText(text.data(), text.size());
-  } else if constexpr (std::is_pointer_v<U> || std::is_null_pointer_v<U>) {
+  } else if constexpr (std::is_null_pointer_v<U>) {
+    a.kind = FormatArgumentKind::Pointer;
+    a.byteSize = sizeof(void*);
+    a.pointerValue = nullptr;
+  } else if constexpr (std::is_pointer_v<U>) {
     a.kind = FormatArgumentKind::Pointer;
     a.byteSize = sizeof(void*);
     a.pointerValue = reinterpret_cast<const void*>(value);
@@ -171,15 +209,31 @@ FormatArgument makeFormatArgument(const T& value) {
 // Character arrays (string literals) are text, not pointers.
 template <std::size_t N>
 FormatArgument makeFormatArgument(const char (&value)[N]) {
-  return detail::narrowText(value, std::char_traits<char>::length(value));
+  return detail::narrowText(value, detail::arrayTextLength(value));
+}
+template <std::size_t N>
+FormatArgument makeFormatArgument(const signed char (&value)[N]) {
+  return detail::narrowText(reinterpret_cast<const char*>(value), detail::arrayTextLength(value));
+}
+template <std::size_t N>
+FormatArgument makeFormatArgument(const unsigned char (&value)[N]) {
+  return detail::narrowText(reinterpret_cast<const char*>(value), detail::arrayTextLength(value));
+}
+template <std::size_t N>
+FormatArgument makeFormatArgument(const char8_t (&value)[N]) {
+  return detail::narrowText(reinterpret_cast<const char*>(value), detail::arrayTextLength(value));
 }
 template <std::size_t N>
 FormatArgument makeFormatArgument(const wchar_t (&value)[N]) {
-  return detail::wideText(static_cast<const wchar_t*>(value), detail::textLength(static_cast<const wchar_t*>(value)));
+  return detail::wideText(static_cast<const wchar_t*>(value), detail::arrayTextLength(value));
 }
 template <std::size_t N>
 FormatArgument makeFormatArgument(const char16_t (&value)[N]) {
-  return detail::wideText(static_cast<const char16_t*>(value), detail::textLength(static_cast<const char16_t*>(value)));
+  return detail::wideText(static_cast<const char16_t*>(value), detail::arrayTextLength(value));
+}
+template <std::size_t N>
+FormatArgument makeFormatArgument(const char32_t (&value)[N]) {
+  return detail::wideText(static_cast<const char32_t*>(value), detail::arrayTextLength(value));
 }
 
 // The worker: formats into the buffer (appending to what it holds).

@@ -129,26 +129,4 @@ bool appendUtf8Repaired(std::string& out, const char* bytes, std::size_t length)
   return repaired;
 }
 
-void appendUtf16AsUtf8Replacing(std::string& out, const char16_t* units, std::size_t length) {
-  out.reserve(out.size() + length);
-  for (std::size_t i = 0; i < length; ++i) {
-    std::uint32_t unit = units[i];
-    if (unit < 0x80) {
-      out.push_back(static_cast<char>(unit));
-      continue;
-    }
-    if (unit >= 0xD800 && unit <= 0xDBFF) {
-      if (i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
-        unit = 0x10000 + ((unit - 0xD800) << 10) + (units[i + 1] - 0xDC00u);
-        ++i;
-      } else {
-        unit = kReplacementCharacter;
-      }
-    } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
-      unit = kReplacementCharacter;
-    }
-    appendCodePointAsUtf8(out, unit);
-  }
-}
-
 }  // namespace Utf8Encoding

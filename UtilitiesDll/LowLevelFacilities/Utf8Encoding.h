@@ -6,10 +6,17 @@
 // UTF-8 form without validating it (surrogates and values above U+10FFFF
 // included); callers that need valid output check first.
 //
-// appendUtf16AsUtf8Lenient is the never-failing UTF-16 walk: a unit from
-// 0xD800 to 0xDBFF is joined with the next unit as
+// appendUtf16AsUtf8Lenient is the never-failing UTF-16 walk of the hand
+// conversion: a unit from 0xD800 to 0xDBFF is joined with the next unit as
 // (first * 1024 + second - 56,613,888) without checking that the second is a
 // trail surrogate; a lead unit at the very end is written on its own.
+//
+// appendUtf16AsUtf8Replacing and appendUtf32AsUtf8Replacing write valid UTF-8
+// whatever they are given, as the platform's converter does: a surrogate pair
+// becomes its code point, and every unit that is not a code point (an
+// unpaired surrogate, a UTF-32 value above U+10FFFF) becomes U+FFFD. The
+// UTF-32 form joins a lead and a trail surrogate too, because Linux wchar_t
+// text (UTF-32) may hold UTF-16 pairs unit by unit.
 
 #include <cstddef>
 #include <cstdint>
@@ -102,11 +109,96 @@ inline void appendUtf16AsUtf8Lenient(Sink& sink, const Unit* units, std::size_t 
   }
 }
 
-template <class Sink, class Unit>
-inline void appendUtf32AsUtf8Lenient(Sink& sink, const Unit* units, std::size_t length) {
-  for (std::size_t i = 0; i < length; ++i) {
-    appendCodePointAsUtf8(sink, static_cast<std::uint32_t>(units[i]) & 0x1FFFFF);
+inline constexpr std::uint32_t kReplacementCodePoint = 0xFFFD;
+
+inline constexpr bool isLeadSurrogate(std::uint32_t unit) noexcept {
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
+inline constexpr bool isTrailSurrogate(std::uint32_t unit) noexcept {
+  return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+inline constexpr std::uint32_t joinSurrogates(std::uint32_t lead, std::uint32_t trail) noexcept {
+  return 0x10000 + ((lead - 0xD800) << 10) + (trail - 0xDC00);
+}
+// The value itself when it is a code point (not a surrogate, not above
+// U+10FFFF), otherwise U+FFFD.
+inline constexpr std::uint32_t codePointOrReplacement(std::uint32_t value) noexcept {
+  return (value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) ? kReplacementCodePoint : value;
+}
+
+// A small staging block: the encoders below write into it and hand the sink
+// whole runs (one append per 128 bytes or so), which is much cheaper than a
+// push_back per byte into a growing string or format buffer.
+template <class Sink>
+class Utf8StagingBlock {
+ public:
+  explicit Utf8StagingBlock(Sink& sink) noexcept : m_sink(sink) {}
+  Utf8StagingBlock(const Utf8StagingBlock&) = delete;
+  Utf8StagingBlock& operator=(const Utf8StagingBlock&) = delete;
+  ~Utf8StagingBlock() = default;
+
+  // Room for one more code point (at most 4 bytes).
+  void makeRoom() {
+    if (m_used > sizeof(m_bytes) - 4) {
+      flush();
+    }
   }
+  void push_back(char c) noexcept { m_bytes[m_used++] = c; }
+  void append(const char* bytes, std::size_t count) noexcept {
+    for (std::size_t k = 0; k < count; ++k) {
+      m_bytes[m_used++] = bytes[k];
+    }
+  }
+  void flush() {
+    if (m_used != 0) {
+      m_sink.append(m_bytes, m_used);
+      m_used = 0;
+    }
+  }
+
+ private:
+  Sink& m_sink;
+  char m_bytes[128];
+  std::size_t m_used = 0;
+};
+
+// Units are read through `valueOf` (a unit's value as an unsigned 32-bit
+// number); a surrogate pair is joined, anything else goes through
+// codePointOrReplacement.
+template <class Sink, class Unit, class ValueOf>
+inline void appendUnitsAsUtf8Replacing(Sink& sink, const Unit* units, std::size_t length, ValueOf valueOf) {
+  Utf8StagingBlock<Sink> block(sink);
+  std::size_t i = 0;
+  while (i < length) {
+    block.makeRoom();
+    std::uint32_t value = valueOf(units[i]);
+    if (value < 0x80) {
+      block.push_back(static_cast<char>(value));
+      ++i;
+      continue;
+    }
+    if (isLeadSurrogate(value) && i + 1 < length && isTrailSurrogate(valueOf(units[i + 1]))) {
+      value = joinSurrogates(value, valueOf(units[i + 1]));
+      ++i;
+    }
+    appendCodePointAsUtf8(block, codePointOrReplacement(value));
+    ++i;
+  }
+  block.flush();
+}
+
+template <class Sink, class Unit>
+inline void appendUtf16AsUtf8Replacing(Sink& sink, const Unit* units, std::size_t length) {
+  static_assert(sizeof(Unit) == 2);
+  appendUnitsAsUtf8Replacing(sink, units, length,
+                             [](Unit unit) { return std::uint32_t{static_cast<std::uint16_t>(unit)}; });
+}
+
+template <class Sink, class Unit>
+inline void appendUtf32AsUtf8Replacing(Sink& sink, const Unit* units, std::size_t length) {
+  static_assert(sizeof(Unit) == 4);
+  // A negative (signed wchar_t) unit becomes a value above U+10FFFF.
+  appendUnitsAsUtf8Replacing(sink, units, length, [](Unit unit) { return static_cast<std::uint32_t>(unit); });
 }
 
 }  // namespace Utf8Encoding
@@ -125,8 +217,6 @@ HDU_API void appendUtf8AsUtf32Replacing(std::u32string& out, const char* bytes, 
 // UTF-8 with each malformed sequence replaced by U+FFFD; returns whether any
 // replacement was needed.
 HDU_API bool appendUtf8Repaired(std::string& out, const char* bytes, std::size_t length);
-// UTF-16 to UTF-8 where an unpaired surrogate becomes U+FFFD.
-HDU_API void appendUtf16AsUtf8Replacing(std::string& out, const char16_t* units, std::size_t length);
 // Whether the bytes are all below 0x80 (eight at a time).
 HDU_API bool isAsciiOnly(const char* bytes, std::size_t length) noexcept;
 // Length of the well-formed UTF-8 sequence a lead byte starts (2 to 4), or 1

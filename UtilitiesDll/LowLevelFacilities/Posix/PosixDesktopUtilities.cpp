@@ -147,6 +147,7 @@ std::string systemMessageText(std::uint32_t code) {
 
 bool convertUtf16ToUtf8(const char16_t* units, std::size_t count, std::string& out) {
   if (units != nullptr && count != 0) {
+    out.reserve(out.size() + count);
     Utf8Encoding::appendUtf16AsUtf8Replacing(out, units, count);
   }
   return true;
