@@ -26,6 +26,7 @@ set(HDU_INTERNAL_HEADERS
   Compression/CabinetPlatform.h
   Compression/Win/CabinetCallbacks.h
   LowLevelFacilities/AsciiBlocks.h
+  LowLevelFacilities/CPStringWalkers.h
   LowLevelFacilities/Utf8CheckedDecoding.h
   LowLevelFacilities/WideCodeUnit.h
   attributebytes/AttributeBytesWire.h)
