@@ -4,6 +4,10 @@
 //   checked utf8::utf16to8 / utf8::utf8to16 on the same text;
 // - walking the code points of the mixed text with CPString's iterator
 //   against utfcpp's checked utf8::iterator;
+// - CPString's code-point positions on the mixed text: a substring of 500
+//   code points from code point 1,000, and the code-point index of the last
+//   line break (reverseFind), against utfcpp's checked utf8::advance and
+//   utf8::distance around std::string's substr and rfind;
 // - CPString::compareNoCase of two equal 64-byte ASCII strings (different
 //   case) against strcasecmp, counting heap allocations per call;
 // - CXString::replaceAll (UTF-16) against CPString::replaceAll (UTF-8) and a
@@ -25,6 +29,7 @@
 
 #include <strings.h>
 
+#include <cstddef>
 #include <iterator>
 #include <string>
 
@@ -158,6 +163,48 @@ void BM_iterateMixedUtfcpp(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
 
+// Code-point positions: both sides validate every sequence they walk.
+void BM_substringCodePointsOurs(benchmark::State& state) {
+  const CPString text(mixed8());
+  for (auto _ : state) {
+    hdbench::opaque(text);
+    CPString piece = text.substring(SizeCodePoints32Struct(1000), SizeCodePoints32Struct(500));
+    hdbench::opaque(piece);
+  }
+}
+
+void BM_substringCodePointsUtfcpp(benchmark::State& state) {
+  const std::string& text = mixed8();
+  for (auto _ : state) {
+    hdbench::opaque(text);
+    const char* from = text.data();
+    utf8::advance(from, 1000, text.data() + text.size());
+    const char* to = from;
+    utf8::advance(to, 500, text.data() + text.size());
+    std::string piece = text.substr(static_cast<std::size_t>(from - text.data()), static_cast<std::size_t>(to - from));
+    hdbench::opaque(piece);
+  }
+}
+
+void BM_reverseFindIndexOurs(benchmark::State& state) {
+  const CPString text(mixed8());
+  for (auto _ : state) {
+    hdbench::opaque(text);
+    SizeCodePoints32Struct index = text.reverseFind('\n');
+    hdbench::opaque(index);
+  }
+}
+
+void BM_reverseFindIndexUtfcpp(benchmark::State& state) {
+  const std::string& text = mixed8();
+  for (auto _ : state) {
+    hdbench::opaque(text);
+    const std::size_t found = text.rfind('\n');
+    auto index = static_cast<unsigned>(utf8::distance(text.data(), text.data() + found));
+    hdbench::opaque(index);
+  }
+}
+
 constexpr const char* kCompareA = "Printer-Driver settings for the Halden family, version 6.0 (x86)";
 constexpr const char* kCompareB = "PRINTER-DRIVER SETTINGS FOR THE HALDEN FAMILY, VERSION 6.0 (X86)";
 static_assert(std::char_traits<char>::length(kCompareA) == 64);
@@ -282,6 +329,10 @@ BENCHMARK(BM_widenMixedOurs)->Name("widen_mixed_4KiB/ours");
 BENCHMARK(BM_widenMixedUtfcpp)->Name("widen_mixed_4KiB/utfcpp");
 BENCHMARK(BM_iterateMixedOurs)->Name("iterate_mixed_4KiB/ours");
 BENCHMARK(BM_iterateMixedUtfcpp)->Name("iterate_mixed_4KiB/utfcpp");
+BENCHMARK(BM_substringCodePointsOurs)->Name("substring_500_codepoints_mixed/ours");
+BENCHMARK(BM_substringCodePointsUtfcpp)->Name("substring_500_codepoints_mixed/utfcpp");
+BENCHMARK(BM_reverseFindIndexOurs)->Name("reverseFind_codepoint_index_mixed_4KiB/ours");
+BENCHMARK(BM_reverseFindIndexUtfcpp)->Name("reverseFind_codepoint_index_mixed_4KiB/utfcpp");
 BENCHMARK(BM_compareNoCaseOurs)->Name("compareNoCase_64B/ours");
 BENCHMARK(BM_compareNoCaseStrcasecmp)->Name("compareNoCase_64B/strcasecmp");
 BENCHMARK(BM_replaceAllManyOurs)->Name("CXString_replaceAll_100000_matches/ours")->Unit(benchmark::kMicrosecond);
