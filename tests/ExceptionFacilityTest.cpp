@@ -221,6 +221,47 @@ TEST(ExceptionFacility, ReinitializationRebuildsInPlaceAndMoveAssignmentTakesEve
   EXPECT_TRUE(facility.isOneTimeApplicationInitializationFlagSet());
 }
 
+// A context change rebuilds each facility with the platform utilities and
+// the host it holds at that moment (here the ones moved in), not those it was
+// first built with.
+template <class Facility, class Host>
+void expectRebuiltWithTheHostItHolds() {
+  RecordingPlatformUtilities firstPlatform;
+  Host firstHost;
+  RecordingPlatformUtilities platform;
+  Host host;
+  Facility facility(firstPlatform, firstHost);
+  facility = Facility(platform, host);
+  for (int round = 0; round < 2; ++round) {
+    facility.notifyApplicationSessionStarted();
+    ASSERT_TRUE(facility.isOneTimeApplicationInitializationFlagSet());
+    facility.prepareToReinitializeDueToContextChange();
+    EXPECT_TRUE(facility.isOneTimeApplicationInitializationFlagSet());
+    facility.reinitializeDueToContextChange();
+    EXPECT_TRUE(facility.isInitialized());
+    EXPECT_FALSE(facility.isOneTimeApplicationInitializationFlagSet());
+    EXPECT_EQ(&facility.getPlatformUtilities(), &platform);
+    EXPECT_EQ(&facility.getHost(), &host);
+  }
+}
+
+TEST(ProcessWideFacility, EveryFacilityIsRebuiltWithTheUtilitiesAndHostItHolds) {
+  expectRebuiltWithTheHostItHolds<ExceptionFacility, RecordingExceptionHost>();
+  expectRebuiltWithTheHostItHolds<HaldenAssertion::AssertionFacility, RecordingAssertionHost>();
+  expectRebuiltWithTheHostItHolds<ErrorDisplayFacility, RecordingErrorDisplayHost>();
+
+  // A rebuilt facility works as before: reports reach its developer channel and host.
+  RecordingPlatformUtilities platform;
+  RecordingErrorDisplayHost host;
+  ErrorDisplayFacility facility(platform, host);
+  facility.reinitializeDueToContextChange();
+  facility.reportError("Title", "Text");
+  ASSERT_EQ(platform.displayed.size(), 1u);
+  EXPECT_EQ(platform.displayed[0], TitleAndText("Title", "Text"));
+  ASSERT_EQ(host.reports.size(), 1u);
+  EXPECT_EQ(host.reports[0], TitleAndText("Title", "Text"));
+}
+
 TEST(ExceptionFacility, CrtReportHookDeliversAndClaimsTheReport) {
   RecordingPlatformUtilities platform;
   RecordingExceptionHost host;

@@ -41,13 +41,6 @@ AssertionFacility& AssertionFacility::operator=(AssertionFacility&& other) noexc
   return *this;
 }
 
-void AssertionFacility::reinitializeDueToContextChange() noexcept {
-  IPlatformUtilities& platformUtilities = getPlatformUtilities();
-  IAssertionFacilityHost& host = getHost();
-  this->~AssertionFacility();
-  ::new (static_cast<void*>(this)) AssertionFacility(platformUtilities, host);
-}
-
 bool AssertionFacility::assertionsEnabled() const noexcept {
   return t_assertionsDisabledCounter == 0;
 }

@@ -53,15 +53,11 @@ class HDU_API IAssertionFacilityHost {
   IAssertionFacilityHost& operator=(const IAssertionFacilityHost&) = default;
 };
 
-class HDU_API AssertionFacility : public ProcessWideFacility<IAssertionFacilityHost> {
+class HDU_API AssertionFacility : public ProcessWideFacility<IAssertionFacilityHost, AssertionFacility> {
  public:
   AssertionFacility(IPlatformUtilities& platformUtilities, IAssertionFacilityHost& host) noexcept;
   ~AssertionFacility();
   AssertionFacility& operator=(AssertionFacility&& other) noexcept;
-
-  // Rebuilds the object in place: tag written again, flag cleared, same
-  // platform utilities and host.
-  void reinitializeDueToContextChange() noexcept;
 
   // True while the calling thread's assertions-disabled counter is 0.
   bool assertionsEnabled() const noexcept;

@@ -3,7 +3,6 @@
 #include "DebuggingAndExceptions/DebugUtilities.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
-#include <new>
 #include <utility>
 
 IErrorDisplayFacilityHost::~IErrorDisplayFacilityHost() = default;
@@ -17,13 +16,6 @@ ErrorDisplayFacility::~ErrorDisplayFacility() = default;
 ErrorDisplayFacility& ErrorDisplayFacility::operator=(ErrorDisplayFacility&& other) noexcept {
   ProcessWideFacility::operator=(std::move(other));
   return *this;
-}
-
-void ErrorDisplayFacility::reinitializeDueToContextChange() noexcept {
-  IPlatformUtilities& platformUtilities = getPlatformUtilities();
-  IErrorDisplayFacilityHost& host = getHost();
-  this->~ErrorDisplayFacility();
-  ::new (static_cast<void*>(this)) ErrorDisplayFacility(platformUtilities, host);
 }
 
 void ErrorDisplayFacility::reportError(const char* title, const char* text) noexcept {

@@ -32,15 +32,11 @@ class HDU_API IErrorDisplayFacilityHost {
   IErrorDisplayFacilityHost& operator=(const IErrorDisplayFacilityHost&) = default;
 };
 
-class HDU_API ErrorDisplayFacility : public ProcessWideFacility<IErrorDisplayFacilityHost> {
+class HDU_API ErrorDisplayFacility : public ProcessWideFacility<IErrorDisplayFacilityHost, ErrorDisplayFacility> {
  public:
   ErrorDisplayFacility(IPlatformUtilities& platformUtilities, IErrorDisplayFacilityHost& host) noexcept;
   ~ErrorDisplayFacility();
   ErrorDisplayFacility& operator=(ErrorDisplayFacility&& other) noexcept;
-
-  // Rebuilds the object in place: tag written again, flag cleared, same
-  // platform utilities and host.
-  void reinitializeDueToContextChange() noexcept;
 
   void reportError(const char* title, const char* text) noexcept;
   void reportError(const std::string& title, const std::string& text) noexcept;

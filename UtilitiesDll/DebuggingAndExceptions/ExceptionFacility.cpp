@@ -7,7 +7,6 @@
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 
-#include <new>
 #include <utility>
 
 namespace {
@@ -27,13 +26,6 @@ ExceptionFacility::~ExceptionFacility() = default;
 ExceptionFacility& ExceptionFacility::operator=(ExceptionFacility&& other) noexcept {
   ProcessWideFacility::operator=(std::move(other));
   return *this;
-}
-
-void ExceptionFacility::reinitializeDueToContextChange() noexcept {
-  IPlatformUtilities& platformUtilities = getPlatformUtilities();
-  IExceptionFacilityHost& host = getHost();
-  this->~ExceptionFacility();
-  ::new (static_cast<void*>(this)) ExceptionFacility(platformUtilities, host);
 }
 
 bool ExceptionFacility::allowForExceptionDebug(const char* exceptionTypeName, const std::string& message,

@@ -57,17 +57,13 @@ class HDU_API IExceptionFacilityHost {
   IExceptionFacilityHost& operator=(const IExceptionFacilityHost&) = default;
 };
 
-class HDU_API ExceptionFacility : public ProcessWideFacility<IExceptionFacilityHost> {
+class HDU_API ExceptionFacility : public ProcessWideFacility<IExceptionFacilityHost, ExceptionFacility> {
  public:
   enum : unsigned { kMaximumSingleReportCharacters = 4000 };
 
   ExceptionFacility(IPlatformUtilities& platformUtilities, IExceptionFacilityHost& host) noexcept;
   ~ExceptionFacility();
   ExceptionFacility& operator=(ExceptionFacility&& other) noexcept;
-
-  // Rebuilds the object in place: tag written again, flag cleared, same
-  // platform utilities and host.
-  void reinitializeDueToContextChange() noexcept;
 
   bool allowForExceptionDebug(const char* exceptionTypeName, const std::string& message, unsigned long lastError,
                               DebugContextReference&& throwSite);

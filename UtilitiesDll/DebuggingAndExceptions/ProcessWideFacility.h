@@ -1,9 +1,9 @@
 #pragma once
-// ProcessWideFacility<Host>: the common form of the library's process-wide
-// facilities (ExceptionFacility, HaldenAssertion::AssertionFacility,
-// ErrorDisplayFacility). Fields, in order: a validity tag, a one-time
-// application initialisation flag, the platform utilities and the facility's
-// host.
+// ProcessWideFacility<Host, Facility>: the common form of the library's
+// process-wide facilities (ExceptionFacility, HaldenAssertion::AssertionFacility,
+// ErrorDisplayFacility), each of which names itself as `Facility`. Fields, in
+// order: a validity tag, a one-time application initialisation flag, the
+// platform utilities and the facility's host.
 //
 // The facilities are static objects of the library. The validity tag is
 // 0x0FAB0FAB from the end of construction until destruction, and 0 in the
@@ -19,8 +19,10 @@
 #include "LowLevelFacilities/IPlatformUtilities.h"
 
 #include <cstdint>
+#include <new>
+#include <type_traits>
 
-template <class Host>
+template <class Host, class Facility>
 class ProcessWideFacility {
  public:
   enum : std::uint32_t { kValidityTag = 0x0FAB0FAB };
@@ -37,6 +39,22 @@ class ProcessWideFacility {
   // Session end and the preparation for a context change change nothing.
   void notifyApplicationSessionEnded() noexcept {}
   void prepareToReinitializeDueToContextChange() noexcept {}
+
+  // Rebuilds the whole facility in place: destroyed, then constructed again
+  // with the same platform utilities and host, so the tag is written again,
+  // the flag is clear, and whatever else the facility holds starts afresh.
+  // A facility built from something else (another constructor) declares its
+  // own form, which hides this one.
+  void reinitializeDueToContextChange() noexcept {
+    static_assert(std::is_base_of_v<ProcessWideFacility, Facility>);
+    static_assert(std::is_nothrow_constructible_v<Facility, IPlatformUtilities&, Host&>,
+                  "the rebuild must not fail between destruction and construction");
+    IPlatformUtilities& platformUtilities = *m_platformUtilities;
+    Host& host = *m_host;
+    Facility& facility = static_cast<Facility&>(*this);
+    facility.~Facility();
+    ::new (static_cast<void*>(&facility)) Facility(platformUtilities, host);
+  }
 
   IPlatformUtilities& getPlatformUtilities() const noexcept { return *m_platformUtilities; }
   Host& getHost() const noexcept { return *m_host; }
