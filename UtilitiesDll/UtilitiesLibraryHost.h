@@ -2,11 +2,14 @@
 // UtilitiesLibraryHost: free functions through which the library's portable
 // code reaches services that only the desktop (Windows) build can offer.
 // Each has one implementation per platform; where a service does not exist
-// the function says so through its result. They live in the
-// DesktopUtilitiesLibraryHost module (the COM helpers, which exist only on
-// Windows, in Win/UtilitiesLibraryHostCom.h). Creating the platform's XML
-// parser (CreateMicrosoftXmlParser) belongs to the XML wrappers, which this
-// library does not build.
+// the function says so through its result. Each lives beside the code it
+// serves: the cabinet service with the cabinet codec
+// (Compression/Win/CabinetPlatform.cpp, and Compression/Posix/CabinetPlatform.cpp,
+// which answers false), the application name in DesktopUtilitiesLibraryHost.cpp,
+// and the COM helpers, which exist only on Windows, in
+// Win/UtilitiesLibraryHostCom.h. Creating the platform's XML parser
+// (CreateMicrosoftXmlParser) belongs to the XML wrappers, which this library
+// does not build.
 
 #include "General/ByteBuffer.h"
 #include "LowLevelFacilities/CXString.h"
