@@ -645,3 +645,21 @@ TEST(CPString, RawByteSetSearchesNeverLookAtTheEncoding) {
   // The code-point forms validate what they walk, as they always did.
   EXPECT_THROW((void)bytes.findFirstNotOf("\xFF"), utf8::CPExceptionInvalidUtf8);
 }
+
+TEST(CPString, ReplaceOfTheSameLengthWritesInPlaceEvenFromItsOwnBytes) {
+  CPString text("abcdef");
+  const char* const bytes = text.utf8Bytes();
+  // The replacement is "def", read from the string itself, overlapping the
+  // bytes it replaces: the result is as if it had been copied first.
+  text.replace("cde", text.utf8Bytes() + 3);
+  EXPECT_EQ(text.utf8StdString(), "abdeff");
+  EXPECT_EQ(text.utf8Bytes(), bytes);
+
+  text.replace('f', 'x').replace('f', 'y', RB(0)).replace('a', 'z', CP(1));
+  EXPECT_EQ(text.utf8StdString(), "abdexy");
+  text = "\xC3\xA9t\xC3\xA9";  // été
+  text.replace(CPString("\xC3\xA9"), CPString("\xC3\xA8"), CP(1));
+  EXPECT_EQ(text.utf8StdString(), "\xC3\xA9t\xC3\xA8");
+  text.replace(text, text);
+  EXPECT_EQ(text.utf8StdString(), "\xC3\xA9t\xC3\xA8");
+}

@@ -149,9 +149,18 @@ CPString& CPString::replaceWorker(const char* needle, size_type needleLength, co
     return *this;
   }
   const size_type found = m_string.find(needle, startByte, needleLength);
-  if (found != std::string::npos) {
-    m_string.replace(found, needleLength, replacement, replacementLength);
+  if (found == std::string::npos) {
+    return *this;
   }
+  if (needleLength == replacementLength) {
+    // Same length: the bytes are overwritten where they are. memmove, as the
+    // replacement may lie in this string. (The one-byte forms, with constant
+    // lengths, also keep std::string::replace away from g++ 12's -O3
+    // -Wrestrict false alarm.)
+    std::memmove(m_string.data() + found, replacement, replacementLength);
+    return *this;
+  }
+  m_string.replace(found, needleLength, replacement, replacementLength);
   return *this;
 }
 
