@@ -1,5 +1,6 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/FixedBlockSizeMemoryPool.h"
+#include "LowLevelFacilities/GlobalMemoryPoolManager.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 
 #include <gtest/gtest.h>
