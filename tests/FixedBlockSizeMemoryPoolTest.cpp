@@ -230,6 +230,7 @@ TEST(FixedBlockSizeMemoryPool, PoolsTakingPartShareFreeBlocksThroughTheGlobalMan
   EXPECT_EQ(releaser.GetGlobalMemoryPoolManagerThreshold(), 4u);
 
   std::vector<void*> blocks;
+  blocks.reserve(6);
   for (int i = 0; i < 6; ++i) {
     blocks.push_back(maker.AllocateFromPool(kSize));
   }
@@ -256,22 +257,34 @@ TEST(FixedBlockSizeMemoryPool, PoolsTakingPartShareFreeBlocksThroughTheGlobalMan
   EXPECT_EQ(outsider.GetCounters().chunks, 1u);
   EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 5u);
 
-  // The maker, out of blocks, takes the manager's before it would carve.
+  // The maker, out of blocks, takes the manager's before it would carve: a
+  // chunk's worth (3) from the head of the list the releaser handed over.
   void* again = maker.AllocateFromPool(kSize);
-  EXPECT_EQ(again, blocks[4]);  // the head of the list the releaser handed over
+  EXPECT_EQ(again, blocks[4]);
   EXPECT_EQ(maker.GetCounters().chunks, 2u);
-  EXPECT_EQ(maker.GetCounters().blocksReceivedByCombining, 5u);
-  EXPECT_EQ(maker.GetFreeBlockCount(), 4u);
-  EXPECT_EQ(maker.CountFreeListBlocks(), 4u);
-  EXPECT_EQ(maker.PeekFreeListTail(), blocks[0]);
+  EXPECT_EQ(maker.GetCounters().blocksReceivedByCombining, 3u);
+  EXPECT_EQ(maker.GetFreeBlockCount(), 2u);
+  EXPECT_EQ(maker.CountFreeListBlocks(), 2u);
+  EXPECT_EQ(maker.PeekFreeListHead(), blocks[3]);
+  EXPECT_EQ(maker.PeekFreeListTail(), blocks[2]);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 2u);
+  // The rest comes with the next refill.
+  std::vector<void*> taken = {again};
+  for (int i = 0; i < 4; ++i) {
+    taken.push_back(maker.AllocateFromPool(kSize));
+  }
+  EXPECT_EQ(taken.back(), blocks[0]);
+  EXPECT_EQ(maker.GetCounters().chunks, 2u);
   EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 0u);
 
   // Every block ends with the maker, which owns the chunks (so that the pools
   // may be destroyed in any order).
   maker.SetGlobalMemoryPoolManagerThreshold(0);
-  maker.ReturnToPool(again, kSize);
-  maker.ReturnToPool(blocks[5], kSize);
-  maker.CombineOtherMemoryPoolWithThisOne(releaser);
+  maker.CombineOtherMemoryPoolWithThisOne(releaser);  // (its counters of returns)
+  taken.push_back(blocks[5]);
+  for (void* block : taken) {
+    maker.ReturnToPool(block, kSize);
+  }
   EXPECT_EQ(maker.GetFreeBlockCount(), 6u);
   EXPECT_EQ(maker.CountFreeListBlocks(), 6u);
   EXPECT_EQ(maker.GetBlocksInUse(), 0u);

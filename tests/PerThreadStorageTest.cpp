@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
@@ -263,13 +264,20 @@ TEST(UtilitiesDllPerThreadStorage, RecycledSharedPointerBlocksSeedTheNextNewThre
     EXPECT_EQ(pool.GetFreeBlockCount(), 0u);
   }
   EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(12, 4000), before + 4000u);
+  // A storage made new starts with them (reused storages do not): as many
+  // threads at once as storages wait for reuse, and one more.
+  const std::size_t storagesBefore = Storage::GetNumberOfPerThreadStorageObjects();
+  const int threads = static_cast<int>(Storage::GetNumberOfStorageObjectsWaitingForReuse()) + 1;
   std::uint32_t seeded = 0;
-  std::thread([&] {
-    FixedBlockSizeMemoryPool& pool = Storage::GetSharedPtrMemoryPool();
-    seeded = pool.GetFreeBlockCount();
-  }).join();
-  EXPECT_GE(seeded, before + 4000u);  // (the thread's storage may have been reused with blocks of its own)
-  // The thread ended: its free blocks went back to the manager.
+  std::mutex mutex;
+  runTogether(threads, [&](int) {
+    const std::uint32_t freeBlocks = Storage::GetSharedPtrMemoryPool().GetFreeBlockCount();
+    std::lock_guard<std::mutex> lock(mutex);
+    seeded = std::max(seeded, freeBlocks);
+  });
+  EXPECT_EQ(Storage::GetNumberOfPerThreadStorageObjects(), storagesBefore + 1);
+  EXPECT_GE(seeded, before + 4000u);
+  // The threads ended: their free blocks went back to the manager.
   EXPECT_GE(forNewThreads.GetFreeBlockCount(), before + 4000u);
 }
 
@@ -301,16 +309,30 @@ TEST(UtilitiesDllPerThreadStorage, ThreadsPerTaskReuseTheStoragesOfEndedThreads)
   EXPECT_EQ(wrongOwner, 0);
   EXPECT_EQ(withStacks, 0);
 
-  // Waves of four threads alive at once: at most four storages more.
+  // Waves of four threads alive at once: at most four storages more, and the
+  // threads of a wave share the free blocks the ended ones left instead of
+  // carving chunks of their own, wave after wave.
+  std::uint32_t chunksCarved = 0;
   for (int wave = 0; wave < 25; ++wave) {
     runTogether(4, [&](int i) {
+      Storage& storage = Storage::GetUtilitiesDllPerThreadStorageObject();
+      FixedBlockSizeMemoryPool& objects =
+          storage.GetObjectPoolOfThisStorage(InternalHaldenCP::ObjectPoolIndexFor<Payload>());
+      FixedBlockSizeMemoryPool& controlBlocks = storage.GetSharedPtrMemoryPoolOfThisStorage();
+      const std::uint32_t chunksBefore = objects.GetCounters().chunks + controlBlocks.GetCounters().chunks;
       HldSharedPtr<Payload> made = MakeHldShared<Payload>(wave * 4 + i);
+      HldSharedPtr<Payload> other(new Payload(-(wave * 4 + i)));
+      const std::uint32_t carved = objects.GetCounters().chunks + controlBlocks.GetCounters().chunks - chunksBefore;
       std::lock_guard<std::mutex> lock(mutex);
+      chunksCarved += carved;
       madeByTasks.push_back(std::move(made));
+      madeByTasks.push_back(std::move(other));
     });
   }
   EXPECT_LE(Storage::GetNumberOfPerThreadStorageObjects(), before + 4);
+  EXPECT_LE(chunksCarved, 8u);  // one of each kind per storage at most
   // The objects outlive the threads that made them; released here.
+  ASSERT_EQ(madeByTasks.size(), 600u);
   for (std::size_t i = 0; i < 400; i += 2) {
     EXPECT_EQ(madeByTasks[i]->value, static_cast<int>(i / 2));
     EXPECT_EQ(madeByTasks[i + 1]->value, -static_cast<int>(i / 2));

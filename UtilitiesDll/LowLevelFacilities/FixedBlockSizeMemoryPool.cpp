@@ -139,21 +139,41 @@ void FixedBlockSizeMemoryPool::SetGlobalMemoryPoolManagerThreshold(std::uint32_t
 }
 
 std::uint32_t FixedBlockSizeMemoryPool::TakeFreeListOf(FixedBlockSizeMemoryPool& other) noexcept {
-  if (&other == this || other.m_freeListHead == nullptr || !HasSameGeometryAs(other)) {
+  return TakeFreeBlocksOf(other, other.m_freeBlockCount);
+}
+
+std::uint32_t FixedBlockSizeMemoryPool::TakeFreeBlocksOf(FixedBlockSizeMemoryPool& other,
+                                                         std::uint32_t maximumBlocks) noexcept {
+  if (&other == this || other.m_freeListHead == nullptr || maximumBlocks == 0 || !HasSameGeometryAs(other)) {
     return 0;
   }
-  // The other's list goes behind this pool's last block: no list is walked.
-  if (m_freeListHead != nullptr) {
-    m_freeListTail->next = other.m_freeListHead;
+  // The taken part of the other's list goes behind this pool's last block.
+  // The whole list moves without walking it; a part is cut behind its last
+  // block, found by walking that part only.
+  FreeBlock* first = other.m_freeListHead;
+  FreeBlock* last = other.m_freeListTail;
+  std::uint32_t moved = other.m_freeBlockCount;
+  if (maximumBlocks < moved) {
+    last = first;
+    for (std::uint32_t i = 1; i < maximumBlocks; ++i) {
+      last = last->next;
+    }
+    moved = maximumBlocks;
+    other.m_freeListHead = last->next;
+    last->next = nullptr;
+    other.m_freeBlockCount -= moved;
   } else {
-    m_freeListHead = other.m_freeListHead;
+    other.m_freeListHead = nullptr;
+    other.m_freeListTail = nullptr;
+    other.m_freeBlockCount = 0;
   }
-  m_freeListTail = other.m_freeListTail;
-  const std::uint32_t moved = other.m_freeBlockCount;
+  if (m_freeListHead != nullptr) {
+    m_freeListTail->next = first;
+  } else {
+    m_freeListHead = first;
+  }
+  m_freeListTail = last;
   m_freeBlockCount += moved;
-  other.m_freeListHead = nullptr;
-  other.m_freeListTail = nullptr;
-  other.m_freeBlockCount = 0;
   return moved;
 }
 

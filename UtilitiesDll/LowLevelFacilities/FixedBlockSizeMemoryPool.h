@@ -25,8 +25,8 @@
 // part (SetGlobalMemoryPoolManagerThreshold with a threshold above 0) hands its
 // whole free list to the process-wide manager (GlobalMemoryPoolManager) when
 // a return makes it longer than the threshold, and, when its list is empty,
-// first takes the manager's free blocks of its geometry before it carves a new
-// chunk. So a thread that only releases (the consumer of objects another
+// first takes up to a chunk's worth of the manager's free blocks of its
+// geometry before it carves a new chunk. So a thread that only releases (the consumer of objects another
 // thread makes) does not hoard blocks, and the thread that makes them reuses
 // them. Only the free blocks move, never the chunks: a pool that takes part
 // must live until the unload clean-up combines every pool into one (the
@@ -140,6 +140,9 @@ class HDU_API FixedBlockSizeMemoryPool {
   // manager does with the lists it receives and hands out. Returns the
   // number of blocks moved.
   std::uint32_t TakeFreeListOf(FixedBlockSizeMemoryPool& other) noexcept;
+  // The same with at most `maximumBlocks` blocks from the head of the other's
+  // list (walking those when it is longer).
+  std::uint32_t TakeFreeBlocksOf(FixedBlockSizeMemoryPool& other, std::uint32_t maximumBlocks) noexcept;
 
   // One line, into a caller's buffer of `capacity` characters (terminator
   // included); returns the characters written, without the terminator. The

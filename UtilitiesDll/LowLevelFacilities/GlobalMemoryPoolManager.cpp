@@ -88,7 +88,9 @@ bool GlobalMemoryPoolManager::HandFreeBlocksTo(FixedBlockSizeMemoryPool& pool) n
   if (receiver == nullptr) {
     return false;
   }
-  const std::uint32_t moved = pool.TakeFreeListOf(*receiver);
+  // A chunk's worth at most: several threads that start at once each get
+  // some, rather than the first all and the others a new chunk each.
+  const std::uint32_t moved = pool.TakeFreeBlocksOf(*receiver, pool.GetBlocksPerChunk());
   pool.m_combinedBlockCount += moved;
   return moved != 0;
 }

@@ -15,8 +15,9 @@
 // The manager keeps one receiving pool per block geometry (block size and
 // blocks per chunk). The receiving pool of the shared-pointer control blocks'
 // geometry is UtilitiesDllPerThreadStorage's pool for new threads, so the
-// blocks kept there also seed the next new thread. Whole free lists move in
-// both directions; a move takes the same short time however long the list is.
+// blocks kept there also seed the next new thread. Lists given to the manager
+// move whole, in the same short time however long they are; a pool takes at
+// most a chunk's worth back, walking only those blocks.
 //
 // Locking: every operation takes the per-thread-storage lock (one lock guards
 // the storages, the pool for new threads and the manager). Once the unload
@@ -43,8 +44,10 @@ class HDU_API GlobalMemoryPoolManager {
   // chunks stay with it). False, and the pool keeps its list, when the manager
   // cannot take it (no receiving pool could be made, or unloading).
   static bool AcceptFreeListOf(FixedBlockSizeMemoryPool& pool) noexcept;
-  // A taking-part pool whose list is empty: all free blocks the manager holds
-  // for its geometry move into it. False when there are none.
+  // A taking-part pool whose list is empty: free blocks the manager holds for
+  // its geometry move into it, a chunk's worth at most (so that threads
+  // starting together share them rather than carving chunks). False when there
+  // are none.
   static bool HandFreeBlocksTo(FixedBlockSizeMemoryPool& pool) noexcept;
   // A block released where the calling thread has no pool to take it (its
   // storage has been given up at the end of the thread, or could not be made):

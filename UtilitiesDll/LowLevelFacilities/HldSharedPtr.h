@@ -271,8 +271,8 @@ class HldSharedPtr {
     }
     // The analyzer cannot follow a count shared between owners; the tests run
     // under LeakSanitizer instead.
-    m_pointee = nullptr;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
-    m_info = nullptr;     // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+    m_pointee = nullptr;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks,clang-analyzer-unix.Malloc)
+    m_info = nullptr;     // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks,clang-analyzer-unix.Malloc)
   }
 
   T* m_pointee = nullptr;

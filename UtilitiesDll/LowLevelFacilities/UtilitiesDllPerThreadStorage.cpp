@@ -185,8 +185,11 @@ UtilitiesDllPerThreadStorage& UtilitiesDllPerThreadStorage::GetUtilitiesDllPerTh
     g_perThreadStorages->reserve(g_perThreadStorages->size() + 1);
     g_perThreadStorages->push_back(std::make_unique<UtilitiesDllPerThreadStorage>());  // no reallocation
     storage = g_perThreadStorages->back().get();
+    // A new storage starts with the free blocks of the pool for new threads. A
+    // reused one does not: it takes a chunk's worth from the global manager
+    // when it first needs blocks, so that threads starting together share them.
+    storage->m_sharedPtrMemoryPool.CombineOtherMemoryPoolWithThisOne(m_soSharedPtrMemoryPoolForNewThreads);
   }
-  storage->m_sharedPtrMemoryPool.CombineOtherMemoryPoolWithThisOne(m_soSharedPtrMemoryPoolForNewThreads);
   // Without the notification the storage is simply never reused.
   static_cast<void>(ThreadEndNotification::registerCallingThread(storage));
   t_perThreadStorage = storage;

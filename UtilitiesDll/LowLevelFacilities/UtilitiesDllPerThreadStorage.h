@@ -108,9 +108,9 @@ class HDU_API UtilitiesDllPerThreadStorage {
 
   // The calling thread's storage, made on first use: the slot is read without
   // a lock; only the making takes the per-thread-storage lock, takes a storage
-  // that waits for reuse or builds a new one, seeds its shared-pointer pool
-  // with the free blocks of the pool for new threads, and registers it for the
-  // end of the thread. After the unload clean-up has begun, a thread that has
+  // that waits for reuse or builds a new one (whose shared-pointer pool starts
+  // with the free blocks of the pool for new threads), and registers it for
+  // the end of the thread. After the unload clean-up has begun, a thread that has
   // none gets one that is never freed (the process is ending).
   static UtilitiesDllPerThreadStorage& GetUtilitiesDllPerThreadStorageObject();
   // The calling thread's storage or null; never makes anything; null once the
