@@ -2,8 +2,8 @@
 // against std::shared_ptr (std::make_shared) in the same run:
 //   producer_consumer  one thread makes 4,000,000 objects, another releases
 //                      them, never more than 1,000 alive
-//   thread_per_task    2,000 short-lived threads, at most 8 alive at once,
-//                      each makes two objects that outlive it
+//   thread_per_task    2,000 short-lived threads in waves of 8 alive at
+//                      once, each makes two objects that outlive it
 // Each case runs once, in a forked child so that its memory is its own; the
 // time is the child's and peak_MB is how far the child's resident set grew
 // above its size at the start (the high-water mark, VmHWM). storages counts
@@ -34,6 +34,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <latch>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -192,13 +193,17 @@ void threadPerTask(Make make) {
   for (int wave = 0; wave < kTasks / kTasksAtOnce; ++wave) {
     std::vector<std::thread> threads;
     threads.reserve(kTasksAtOnce);
+    std::latch allMade(kTasksAtOnce);  // the threads of a wave are alive at once
     for (int t = 0; t < kTasksAtOnce; ++t) {
       threads.emplace_back([&, task = wave * kTasksAtOnce + t] {
         Pointer first = make(task);
         Pointer second = make(-task);
-        std::lock_guard<std::mutex> lock(mutex);
-        results.push_back(std::move(first));
-        results.push_back(std::move(second));
+        {
+          std::lock_guard<std::mutex> lock(mutex);
+          results.push_back(std::move(first));
+          results.push_back(std::move(second));
+        }
+        allMade.arrive_and_wait();
       });
     }
     for (std::thread& thread : threads) {
@@ -230,11 +235,13 @@ BENCHMARK(threadPerTaskStd)
 
 constexpr int kUnloadThreads = 2000;
 
-Clock::time_point g_detachTime;
-Clock::time_point g_cleanUpTime;
+// Nanoseconds of the steady clock at the two unload steps.
+std::atomic<long long> g_detachTime{0};
+std::atomic<long long> g_cleanUpTime{0};
 
 void recordUnloadStep(const char* step, std::uint32_t /*markerWord*/) {
-  (std::string(step) == "process detach" ? g_detachTime : g_cleanUpTime) = Clock::now();
+  const long long now = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
+  (std::strcmp(step, "process detach") == 0 ? g_detachTime : g_cleanUpTime).store(now);
 }
 
 // Loads a private copy of the library, lets 2,000 threads that are alive at
@@ -288,7 +295,7 @@ double unloadAfterThreads() {
   setObserver(&recordUnloadStep);
   ::dlclose(library);
   std::filesystem::remove(copy);
-  return std::chrono::duration<double>(g_cleanUpTime - g_detachTime).count();
+  return static_cast<double>(g_cleanUpTime.load() - g_detachTime.load()) / 1e9;
 }
 
 void unloadOurs(benchmark::State& state) {
@@ -309,7 +316,7 @@ void unloadHeapFree(benchmark::State& state) {
   const std::size_t chunkBytes = 16 + std::size_t{UtilitiesDllPerThreadStorage::kSharedPtrBlocksPerChunk} * 16;
   for (auto _ : state) {
     std::vector<void*> blocks;
-    blocks.reserve(2 * kUnloadThreads);
+    blocks.reserve(std::size_t{2} * kUnloadThreads);
     for (int t = 0; t < kUnloadThreads; ++t) {
       blocks.push_back(::operator new(sizeof(UtilitiesDllPerThreadStorage)));
       blocks.push_back(::operator new(chunkBytes));
