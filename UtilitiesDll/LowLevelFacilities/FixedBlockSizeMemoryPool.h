@@ -26,9 +26,9 @@
 // whole free list to the process-wide manager (GlobalMemoryPoolManager) when
 // a return makes it longer than the threshold, and, when its list is empty,
 // first takes up to a chunk's worth of the manager's free blocks of its
-// geometry before it carves a new chunk. So a thread that only releases (the consumer of objects another
-// thread makes) does not hoard blocks, and the thread that makes them reuses
-// them. Only the free blocks move, never the chunks: a pool that takes part
+// geometry before it carves a new chunk. So a thread that only releases (the
+// consumer of objects another thread makes) does not hoard blocks, and the
+// thread that makes them reuses them. Only the free blocks move, never the chunks: a pool that takes part
 // must live until the unload clean-up combines every pool into one (the
 // per-thread storages' pools do); its blocks may be in use anywhere until then.
 // The hand-over takes the per-thread-storage lock, once per threshold's worth
