@@ -285,6 +285,14 @@ std::unique_ptr<UtilitiesDllPerThreadStorage> UtilitiesDllPerThreadStorage::Comb
 }
 
 void UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach() noexcept {
+  if (DesktopUtilitiesLibraryHost::IsProcessEnding()) {
+    // The system has ended the other threads wherever they were: inside the
+    // lock, halfway through changing a list, inside the heap. Nothing is
+    // touched and nothing is freed (the system takes the process's memory
+    // back); shared pointers released from here on leave their blocks alone.
+    g_markerWord.store(0, std::memory_order_seq_cst);
+    return;
+  }
   std::unique_ptr<UtilitiesDllPerThreadStorage> survivorToFree;
   {
     PlatformFacilities::CriticalSectionLock lock(GetPerThreadStorageLock());

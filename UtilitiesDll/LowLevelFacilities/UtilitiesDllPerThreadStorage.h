@@ -150,6 +150,10 @@ class HDU_API UtilitiesDllPerThreadStorage {
   // on, those of threads that have ended. The storages of threads that may
   // still run are set aside untouched and never freed: such a thread may be
   // between its last look at the marker word and its use of its own pool.
+  // When the process is ending (Windows' process detach at ExitProcess), only
+  // the marker word is set to 0: the system has ended the other threads
+  // wherever they were (inside the lock or the heap, halfway through a
+  // change), and takes the process's memory back itself.
   static void CleanUpDueToProcessDetach() noexcept;
   // The unload algorithm over a given list:
   //  1. when `callingThreadStorage` is null and the list is not empty, the
