@@ -28,7 +28,10 @@ class HDU_API UtcTime {
   // "2026-11-21T04:40:33Z" for years 1 to 9999; other values as
   // "<n> seconds since 1970-01-01T00:00:00Z".
   std::string GetIso8601String() const;
-  // Parses the form GetIso8601String writes; false (and no change) otherwise.
+  // Parses exactly the calendar form GetIso8601String writes
+  // ("YYYY-MM-DDTHH:MM:SSZ", years 0001 to 9999); false, and no change, for
+  // anything else, a date the calendar does not have (2023-02-31) or a leap
+  // second (":60", which this count of seconds cannot hold) included.
   bool SetFromIso8601String(const std::string& text);
 
   // The record formats' 64-bit time value (see above).
