@@ -1,4 +1,5 @@
 #include "AttributeBytesTestSupport.h"
+#include "Compression/ZlibCompressedBuffer.h"
 #include "CompressionTestSupport.h"
 #include "PersistentAttributesTestSupport.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
@@ -7,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <climits>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -534,4 +537,91 @@ TEST(PersistentAttributes, CheckingEveryRecordFollowsNestedListsToALimitedDepth)
   }
   // Without the check the records are taken on trust.
   EXPECT_TRUE(imported.ImportPersistentAttributesState(tooDeep, version, true, false));
+}
+
+namespace {
+
+// A zlib stream header followed by `size` - 2 bytes of junk: enough
+// compressed bytes for the ratio check to let large claims through.
+ByteBuffer junkStream(std::size_t size) {
+  ByteBuffer junk{0x78, 0x9C};
+  for (std::size_t i = 2; i < size; ++i) {
+    junk.push_back(static_cast<unsigned char>(i * 131 + 7));
+  }
+  return junk;
+}
+
+}  // namespace
+
+TEST(PersistentAttributes, HostileStatesAreRefusedByWhatTheyClaim) {
+  PersistentAttributes object;
+  const ByteBuffer header = hexBytes(kCurrentHeader);
+
+  // A stream inflating to 16 MiB, footer claiming 1,000 bytes: inflation stops
+  // soon after the claim, and the message says how far it went.
+  const ByteBuffer zeros = zlibStream(ByteBuffer(std::size_t{16} << 20, 0));
+  try {
+    DriverVersion version;
+    object.ImportPersistentAttributesState(concat({header, zeros, footer(1, -1, 1000)}), version, true, true);
+    FAIL() << "no exception";
+  } catch (const CPExceptionMissingOrBadPersistentAttributesFormat& e) {
+    const std::string message = e.getExceptionMessage();
+    const std::string prefix = "Size of decompressed data (at least ";
+    ASSERT_EQ(message.rfind(prefix, 0), 0u) << message;
+    const unsigned long long seen = std::stoull(message.substr(prefix.size()));
+    EXPECT_GT(seen, 1000u);
+    EXPECT_LE(seen, 1000u + ZlibCompressedBuffer::kSizeCountingAllowance + 16 * 1024);
+    EXPECT_EQ(message, prefix + std::to_string(seen) + ") doesn't match the expected original size (1000).");
+  }
+
+  // The ceiling: 64 MiB by default, checked before anything is allocated or
+  // inflated; at the ceiling the claim is believed as far as the data goes.
+  EXPECT_EQ(object.GetMaximumOriginalSize(), 64UL << 20);
+  const ByteBuffer junk = junkStream(70 * 1024);
+  const Expected aboveDefault{
+      "The original size in the footer (67108865) is above the maximum original size accepted (67108864 bytes).",
+      "PersistentAttributes::ValidateCompressedData", kFile};
+  expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+      object, concat({header, junk, footer(1, -1, (64 << 20) + 1)}), aboveDefault, "64 MiB + 1");
+  expectImportFailure<CPExceptionCompression>(object, concat({header, junk, footer(1, -1, 64 << 20)}), Expected{},
+                                              "64 MiB");
+  // A 2 MB stream claiming 2 GiB - 1 bytes, and a 256 MB claim: refused at once.
+  for (const std::int32_t claim : {std::int32_t{0x7FFFFFFF}, std::int32_t{256 << 20}}) {
+    expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+        object, concat({header, junkStream(std::size_t{2100} << 10), footer(1, -1, claim)}),
+        Expected{"The original size in the footer (" + std::to_string(claim) +
+                     ") is above the maximum original size accepted (67108864 bytes).",
+                 "PersistentAttributes::ValidateCompressedData", kFile},
+        "claim " + std::to_string(claim));
+  }
+  // Footers that claim a negative size, or 4 GiB - 1 (negative as stored).
+  for (const std::int32_t claim : {std::int32_t{-1}, std::int32_t{INT32_MIN}}) {
+    expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+        object, concat({header, junk, footer(1, -1, claim)}),
+        Expected{"The original size in the footer (" + std::to_string(claim) + ") is negative.",
+                 "PersistentAttributes::ValidateCompressedData", kFile},
+        "claim " + std::to_string(claim));
+  }
+
+  // The caller's own ceiling, on both sides, on the object and on the
+  // importing constructor; the ceiling is the object's and survives imports.
+  const AttributeBytesNameSpaces nameSpaces = patest::realisticNameSpaces(1);
+  const ByteBuffer abns = nameSpacesStateOf(nameSpaces);
+  const ByteBuffer state = persisted(abns);
+  const auto size = static_cast<unsigned long>(abns.size());
+  PersistentAttributes limited;
+  limited.SetMaximumOriginalSize(size - 1);
+  expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+      limited, state,
+      Expected{"The original size in the footer (" + std::to_string(size) +
+                   ") is above the maximum original size accepted (" + std::to_string(size - 1) + " bytes).",
+               "PersistentAttributes::ValidateCompressedData", kFile},
+      "one byte above the caller's ceiling");
+  limited.SetMaximumOriginalSize(size);
+  DriverVersion version;
+  ASSERT_TRUE(limited.ImportPersistentAttributesState(state, version, true, true));
+  EXPECT_EQ(limited.GetMaximumOriginalSize(), size);
+  EXPECT_EQ(PersistentAttributes(limited).GetMaximumOriginalSize(), size);
+  EXPECT_THROW(PersistentAttributes(state, true, nullptr, size - 1), CPExceptionMissingOrBadPersistentAttributesFormat);
+  EXPECT_EQ(PersistentAttributes(state, true, &version, size).GetPersistentAttributesState(), state);
 }

@@ -42,12 +42,17 @@
 //     CompressedBuffer::GetFooterInfo (a missing footer throws
 //     CPExceptionMissingOrBadCompressedBufferFooter); ValidateCompressedData
 //     checks what the footer says against the compressed bytes (below);
-//     the bytes are decompressed through ZlibCompressedBuffer (damaged zlib
-//     data throws CPExceptionCompression); a complete zlib stream whose size
-//     differs from the footer's original size throws
+//     the bytes are decompressed through ZlibCompressedBuffer::
+//     InflateClaimedSize (damaged zlib data throws CPExceptionCompression); a
+//     zlib stream whose size differs from the footer's original size throws
 //     CPExceptionMissingOrBadPersistentAttributesFormat ("Size of
 //     decompressed data (%ld) doesn't match the expected original size
-//     (%ld)."). Bytes between the end of the zlib stream and the footer
+//     (%ld)."). Inflation stops soon after the output passes the original
+//     size (ZlibCompressedBuffer::kSizeCountingAllowance bytes later), so a
+//     small stream that inflates to gigabytes costs no more than its claim;
+//     when it stops before the stream's end the true size is not known, and
+//     the message says "at least N" in place of the first number, N being
+//     the bytes seen. Bytes between the end of the zlib stream and the footer
 //     are ignored, as zlib's one-call decompression ignores them; this
 //     class never writes any.
 //  4. ValidateCompressedData (called from step 3 before anything is
@@ -56,7 +61,8 @@
 //       - the footer's format is 1 (zlib);
 //       - its level is a zlib level, -1 to 9 (the 8-byte "COMP" footer
 //         records none and passes);
-//       - the original size is not negative;
+//       - the original size is not negative, and not above the object's
+//         maximum original size (below);
 //       - an original size of 0 comes with no compressed bytes, and any
 //         other original size with some (this class writes nothing for an
 //         empty state, and the stream of anything else is never empty);
@@ -85,6 +91,21 @@
 // Anything else is left as it is and judged by step 2: a header with another
 // size or another format version (a newer one included) is refused. A state
 // with no header whose data is empty (the footer alone) is not recognised.
+//
+// The maximum original size. The footer's original size is what the import
+// allocates, and the state comes from places a user controls (a registry
+// hive, a print ticket, a file), so a state may not claim more than the
+// object's maximum: 64 MiB (CompressedBuffer::kDefaultMaximumOriginalSize)
+// unless the caller sets another (SetMaximumOriginalSize, or the importing
+// constructor's last argument). Real settings are a few kilobytes. A larger
+// claim fails step 4 ("The original size in the footer (%ld) is above the
+// maximum original size accepted (%lu bytes).") before anything is
+// allocated or inflated. The maximum is a setting of the object: imports
+// keep it, copies and swaps take it along.
+//
+// Memory. With `throwOnFailure`, running out of memory (std::bad_alloc, or a size the
+// platform's buffers cannot hold, std::length_error) is thrown as
+// CPExceptionOutOfMemory.
 //
 // The flags:
 //  - `throwOnFailure` (ImportPersistentAttributesState's first flag, and the
@@ -117,6 +138,7 @@
 //
 // Source module for failures: UtilitiesDll\attributebytes\PersistentAttributes.
 
+#include "Compression/CompressedBuffer.h"
 #include "DebuggingAndExceptions/DumpArgs.h"
 #include "General/ByteBuffer.h"
 #include "General/DriverVersion.h"
@@ -205,7 +227,9 @@ class HDU_API PersistentAttributes {
   // `driverVersionOut` when it is not null. With `throwOnFailure` false a
   // failure is reported, the object stays default and the version reported
   // is 0.0.0.0.
-  PersistentAttributes(const ByteBuffer& state, bool throwOnFailure, DriverVersion* driverVersionOut);
+  // `maximumOriginalSize` becomes the object's maximum (see above).
+  PersistentAttributes(const ByteBuffer& state, bool throwOnFailure, DriverVersion* driverVersionOut,
+                       unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
   // A current header and a copy of the namespaces.
   explicit PersistentAttributes(const AttributeBytesNameSpaces& nameSpaces);
   PersistentAttributes(const PersistentAttributes& other);
@@ -238,6 +262,12 @@ class HDU_API PersistentAttributes {
   }
   // The header of the state this object was read from (see above).
   const PersistentAttributesHeaderType& GetHeader() const noexcept { return m_header; }
+
+  // ---- the ceiling on a state's claimed original size (see above) ----
+  unsigned long GetMaximumOriginalSize() const noexcept { return m_maximumOriginalSize; }
+  void SetMaximumOriginalSize(unsigned long maximumOriginalSize) noexcept {
+    m_maximumOriginalSize = maximumOriginalSize;
+  }
 
   // ---- persisted state ----
   // CreateStateDataFromComponents: header, compressed namespaces state,
@@ -300,12 +330,14 @@ class HDU_API PersistentAttributes {
   // Step 3 (with step 4). `compressedPart` points at `size` bytes: the
   // compressed data with its footer. Replaces `nameSpacesState` with the
   // decompressed namespaces state (empty for an empty state).
-  static void GetComponentsFromCompressedDataBuffer(const unsigned char* compressedPart, std::size_t size,
-                                                    ByteBuffer& nameSpacesState);
+  static void GetComponentsFromCompressedDataBuffer(
+      const unsigned char* compressedPart, std::size_t size, ByteBuffer& nameSpacesState,
+      unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
   // Step 4: `compressedSize` compressed bytes at `compressedData` (the
   // footer excluded), and what the footer says about them.
   static void ValidateCompressedData(const unsigned char* compressedData, std::size_t compressedSize, long originalSize,
-                                     int parameter, int format, unsigned int footerSize);
+                                     int parameter, int format, unsigned int footerSize,
+                                     unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
 
  private:
   void DoDefaultConstruction() noexcept;
@@ -314,4 +346,5 @@ class HDU_API PersistentAttributes {
 
   PersistentAttributesHeaderType m_header;
   AttributeBytesNameSpaces m_nameSpaces;
+  unsigned long m_maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize;
 };
