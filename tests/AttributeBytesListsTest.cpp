@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -344,4 +345,106 @@ TEST(AttributeBytesNameSpaces, VersionStampedStateWithNestedLists) {
   const AttributeBytesNameSpaces withCut(target.GetAttributeBytesNameSpacesState(), nullptr);
   ASSERT_TRUE(withCut.GetNameSpaceRecords(AttributeBytesNameSpacesId(4), records));
   EXPECT_THROW(records.GetNextAttributeBytes(*records.CreateIterator()), CPExceptionNotEnoughBytesForDesiredDataType);
+}
+
+namespace {
+
+bool within(std::span<const unsigned char> inner, std::span<const unsigned char> outer) {
+  return !inner.empty() && inner.data() >= outer.data() && inner.data() + inner.size() <= outer.data() + outer.size();
+}
+
+}  // namespace
+
+TEST(AttributeBytesRawList, NestedListsAndCopiesShareTheBytesUntilOneIsChanged) {
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(featureInteger(7, 70));
+  AttributeBytesRawList outer;
+  outer.AddAttributeBytes(featureInteger(1, 10));
+  outer.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(2), AttributeBytesListValue(3, inner)));
+  const AttributeBytesRawList imported(outer.GetAttributeBytesRawListState());
+
+  // A list value read from the list refers to the list's own bytes.
+  AttributeBytesRawListIterator iterator = imported.GetRawListIterator();
+  imported.GetNextAttributeBytesFromRawListIterator(iterator);
+  const AttributeBytesSharedPtr record = imported.GetNextAttributeBytesFromRawListIterator(iterator);
+  const AttributeBytesRawList& nested = record->GetAttributeBytesValue().GetListValue().GetValue();
+  EXPECT_TRUE(within(nested.GetRecordBytes(), imported.GetRecordBytes()));
+  EXPECT_TRUE(nested.IsEqual(inner));
+  EXPECT_EQ(nested.GetNestingLevel(), 1u);
+  EXPECT_EQ(imported.GetNestingLevel(), 0u);
+
+  // Copies (of lists, of values, of records) share too; a change copies first
+  // and leaves the others as they were.
+  AttributeBytesRawList copy(nested);
+  EXPECT_EQ(copy.GetRecordBytes().data(), nested.GetRecordBytes().data());
+  const std::unique_ptr<AttributeBytesValue> clone = record->GetAttributeBytesValue().Clone();
+  EXPECT_EQ(clone->GetListValue().GetValue().GetRecordBytes().data(), nested.GetRecordBytes().data());
+  copy.AddAttributeBytes(featureInteger(8, 80));
+  EXPECT_NE(copy.GetRecordBytes().data(), nested.GetRecordBytes().data());
+  EXPECT_EQ(hexText(nested.GetAttributeBytesRawListState()), hexText(inner.GetAttributeBytesRawListState()));
+  EXPECT_EQ(copy.GetAttributeBytesCount(), 2u);
+  EXPECT_EQ(hexText(imported.GetAttributeBytesRawListState()), hexText(outer.GetAttributeBytesRawListState()));
+
+  // A state handed over is taken, not copied.
+  ByteBuffer handedOver = inner.GetAttributeBytesRawListState();
+  const unsigned char* const handedOverRecords = handedOver.data() + 4;
+  AttributeBytesRawList taken;
+  taken.ImportAttributeBytesRawListState(std::move(handedOver));
+  EXPECT_EQ(taken.GetRecordBytes().data(), handedOverRecords);
+  EXPECT_TRUE(taken.IsEqual(inner));
+
+  // The record keeps the bytes alive after the list that read it is gone.
+  AttributeBytesSharedPtr survivor;
+  {
+    const AttributeBytesRawList temporary(outer.GetAttributeBytesRawListState());
+    AttributeBytesRawListIterator walk = temporary.GetRawListIterator();
+    temporary.GetNextAttributeBytesFromRawListIterator(walk);
+    survivor = temporary.GetNextAttributeBytesFromRawListIterator(walk);
+  }
+  EXPECT_TRUE(survivor->GetAttributeBytesValue().GetListValue().GetValue().IsEqual(inner));
+}
+
+TEST(AttributeBytesRawList, A10000DeepStateIsReadWithinItsOwnBytes) {
+  constexpr unsigned kDepth = 10000;
+  const AttributeBytesRawList top(concat({hexBytes("41 42 52 4C"), abtest::nestedListRecords(kDepth)}));
+  // Every level down to the bottom, each level's record held while the next
+  // is read: every nested list lies inside the top list's bytes, so the walk
+  // costs the state's bytes once, not once per level.
+  std::vector<AttributeBytesSharedPtr> held;
+  const AttributeBytesRawList* list = &top;
+  for (unsigned level = 1; level <= kDepth; ++level) {
+    AttributeBytesRawListIterator iterator = list->GetRawListIterator();
+    held.push_back(list->GetNextAttributeBytesFromRawListIterator(iterator));
+    ASSERT_FALSE(list->GetNextAttributeBytesFromRawListIterator(iterator)) << level;
+    list = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    ASSERT_TRUE(within(list->GetRecordBytes(), top.GetRecordBytes())) << level;
+    ASSERT_EQ(list->GetNestingLevel(), level);
+  }
+  AttributeBytesRawListIterator iterator = list->GetRawListIterator();
+  const AttributeBytesSharedPtr bottom = list->GetNextAttributeBytesFromRawListIterator(iterator);
+  EXPECT_EQ(bottom->GetDebugDisplayString(), "Feature(1) value=7");
+
+  // With a maximum nesting level, the lists beneath carry it, and the first
+  // list deeper than it cannot be read (its record can: it is in a list that
+  // is not too deep).
+  AttributeBytesRawList limited(top);
+  limited.SetMaximumNestingLevel(3);
+  list = &limited;
+  held.clear();
+  for (unsigned level = 1; level <= 4; ++level) {
+    AttributeBytesRawListIterator walk = list->GetRawListIterator();
+    held.push_back(list->GetNextAttributeBytesFromRawListIterator(walk));
+    list = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    EXPECT_EQ(list->GetMaximumNestingLevel(), 3u);
+  }
+  AttributeBytesRawListIterator tooDeep = list->GetRawListIterator();
+  expectThrow<CPExceptionMissingOrBadAttributeBytesFormat>(
+      [&] { list->GetNextAttributeBytesFromRawListIterator(tooDeep); },
+      Expected{"The records are nested in list values deeper than 3 levels.",
+               "AttributeBytesRawList::GetNextAttributeBytesFromRawListIterator", kRawListFile});
+  EXPECT_THROW(list->GetAttributeBytesCount(), CPExceptionMissingOrBadAttributeBytesFormat);
+  EXPECT_THROW(AttributeBytesIndexedList().ImportFromRawList(*list), CPExceptionMissingOrBadAttributeBytesFormat);
+  std::string dump;
+  list->AttributeBytesDump(DumpArgs(&dump), NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
+  EXPECT_NE(dump.find("<records nested too deeply, not shown>"), std::string::npos) << dump;
 }

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 using abtest::concat;
 using abtest::Expected;
@@ -624,4 +625,75 @@ TEST(PersistentAttributes, HostileStatesAreRefusedByWhatTheyClaim) {
   EXPECT_EQ(PersistentAttributes(limited).GetMaximumOriginalSize(), size);
   EXPECT_THROW(PersistentAttributes(state, true, nullptr, size - 1), CPExceptionMissingOrBadPersistentAttributesFormat);
   EXPECT_EQ(PersistentAttributes(state, true, &version, size).GetPersistentAttributesState(), state);
+}
+
+TEST(PersistentAttributes, EveryImportPathHoldsTheNestingLimit) {
+  // A namespace whose list holds records nested `depth` list values deep.
+  const auto stateNested = [](unsigned depth) {
+    const ByteBuffer records = abtest::nestedListRecords(depth);
+    ByteBuffer nameSpaces =
+        hexBytes("41 42 4E 53 07 00 04 00 00 00 E7 03 41 42 49 4C 41 42 52 4C 09 04 00 00 00 0B 00 00");
+    const auto listState = static_cast<std::uint32_t>(4 + records.size());
+    for (int i = 0; i < 4; ++i) {
+      nameSpaces.push_back(static_cast<unsigned char>(listState >> (8 * i)));
+    }
+    return persisted(concat({nameSpaces, hexBytes("41 42 52 4C"), records}));
+  };
+  // Lists at levels 1 (the namespace's) to 32 can be read; level 33 cannot.
+  const auto walkDown = [](const PersistentAttributes& object) {
+    AttributeBytesRawList list;
+    EXPECT_TRUE(object.GetAttributeBytesListForNameSpace(AttributeBytesNameSpacesId(4), list));
+    std::vector<AttributeBytesSharedPtr> held;
+    const AttributeBytesRawList* current = &list;
+    unsigned level = 1;
+    try {
+      for (;; ++level) {
+        AttributeBytesRawListIterator iterator = current->GetRawListIterator();
+        held.push_back(current->GetNextAttributeBytesFromRawListIterator(iterator));
+        current = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+      }
+    } catch (const CPExceptionMissingOrBadAttributeBytesFormat& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), "The records are nested in list values deeper than 32 levels.");
+    }
+    return level;
+  };
+
+  for (const unsigned depth : {40u, 100000u}) {
+    SCOPED_TRACE(depth);
+    const ByteBuffer state = stateNested(depth);
+    // The checked import refuses at once.
+    PersistentAttributes checked;
+    DriverVersion version;
+    try {
+      checked.ImportPersistentAttributesState(state, version, true, true);
+      ADD_FAILURE() << "no exception";
+    } catch (const CPExceptionMissingOrBadPersistentAttributesFormat& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), "The namespaces state holds list values nested deeper than 32 levels.");
+    }
+    // The trusting import and the importing constructor take the records on
+    // trust, and no reader gets below level 32.
+    PersistentAttributes trusting;
+    ASSERT_TRUE(trusting.ImportPersistentAttributesState(state, version, true, false));
+    EXPECT_EQ(walkDown(trusting), 33u);
+    const PersistentAttributes constructed(state, true, nullptr);
+    EXPECT_EQ(walkDown(constructed), 33u);
+    std::string dump;
+    constructed.AttributeBytesDump(DumpArgs(&dump), NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
+    EXPECT_NE(dump.find("<records nested too deeply, not shown>"), std::string::npos);
+  }
+  // At the limit everything is read.
+  const PersistentAttributes atTheLimit(stateNested(31), true, nullptr);
+  AttributeBytesRawList list;
+  ASSERT_TRUE(atTheLimit.GetAttributeBytesListForNameSpace(AttributeBytesNameSpacesId(4), list));
+  std::vector<AttributeBytesSharedPtr> held;
+  const AttributeBytesRawList* current = &list;
+  for (unsigned level = 1; level <= 32; ++level) {
+    AttributeBytesRawListIterator iterator = current->GetRawListIterator();
+    held.push_back(current->GetNextAttributeBytesFromRawListIterator(iterator));
+    ASSERT_TRUE(held.back());
+    if (level < 32) {
+      current = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    }
+  }
+  EXPECT_EQ(held.back()->GetDebugDisplayString(), "Feature(1) value=7");
 }

@@ -29,7 +29,7 @@ std::unique_ptr<AttributeBytesValue> AttributeBytes::RequireValue(std::unique_pt
 AttributeBytes::AttributeBytes(const ByteBuffer& state) {
   const unsigned char* cursor = state.empty() ? nullptr : state.data();
   unsigned int remaining = AttributeBytesWire::remainingCountOf(state.size());
-  WalkBufferToGetParts(cursor, remaining, m_id, m_value);
+  WalkBufferToGetParts(cursor, remaining, AttributeBytesSource(), m_id, m_value);
 }
 
 AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> id, std::unique_ptr<AttributeBytesValue> value)
@@ -90,12 +90,13 @@ void AttributeBytes::ImportAttributeBytesState(const ByteBuffer& state) {
   WalkBufferToSetAttributeBytes(cursor, remaining);
 }
 
-void AttributeBytes::WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining) {
+void AttributeBytes::WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining,
+                                                   const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
   std::unique_ptr<AttributeBytesId> id;
   std::unique_ptr<AttributeBytesValue> value;
-  WalkBufferToGetParts(walk, left, id, value);
+  WalkBufferToGetParts(walk, left, source, id, value);
   m_id = std::move(id);
   m_value = std::move(value);
   cursor = walk;
@@ -103,12 +104,13 @@ void AttributeBytes::WalkBufferToSetAttributeBytes(const unsigned char*& cursor,
 }
 
 std::unique_ptr<AttributeBytes> AttributeBytes::WalkBufferToCreateAttributeBytes(const unsigned char*& cursor,
-                                                                                 unsigned int& remaining) {
+                                                                                 unsigned int& remaining,
+                                                                                 const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
   std::unique_ptr<AttributeBytesId> id;
   std::unique_ptr<AttributeBytesValue> value;
-  WalkBufferToGetParts(walk, left, id, value);
+  WalkBufferToGetParts(walk, left, source, id, value);
   auto record = std::make_unique<AttributeBytes>(std::move(id), std::move(value));
   cursor = walk;
   remaining = left;
@@ -116,12 +118,13 @@ std::unique_ptr<AttributeBytes> AttributeBytes::WalkBufferToCreateAttributeBytes
 }
 
 AttributeBytesSharedPtr AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(const unsigned char*& cursor,
-                                                                                  unsigned int& remaining) {
+                                                                                  unsigned int& remaining,
+                                                                                  const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
   std::unique_ptr<AttributeBytesId> id;
   std::unique_ptr<AttributeBytesValue> value;
-  WalkBufferToGetParts(walk, left, id, value);
+  WalkBufferToGetParts(walk, left, source, id, value);
   AttributeBytesSharedPtr record = MakeAttributeBytesSharedPtr(std::move(id), std::move(value));
   cursor = walk;
   remaining = left;
@@ -129,7 +132,7 @@ AttributeBytesSharedPtr AttributeBytes::WalkBufferToCreateAttributeBytesSharedPt
 }
 
 void AttributeBytes::WalkBufferToGetParts(const unsigned char*& cursor, unsigned int& remaining,
-                                          std::unique_ptr<AttributeBytesId>& idOut,
+                                          const AttributeBytesSource& source, std::unique_ptr<AttributeBytesId>& idOut,
                                           std::unique_ptr<AttributeBytesValue>& valueOut) {
   const auto idTag = static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(cursor, remaining));
   std::unique_ptr<AttributeBytesId> id = AttributeBytesIdFactory::CreateAttributeBytesId(idTag);
@@ -139,7 +142,11 @@ void AttributeBytes::WalkBufferToGetParts(const unsigned char*& cursor, unsigned
   std::unique_ptr<AttributeBytesValue> value = AttributeBytesValueFactory::CreateAttributeBytesValue(
       valueTag, NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
   value->SetSpecified(ByteBuffer::WalkBufferToGetByte(cursor, remaining) == 0);
-  value->WalkBufferToSetValue(cursor, remaining);
+  if (valueTag == ABVTE_LIST) {
+    static_cast<AttributeBytesListValue&>(*value).WalkBufferToSetValue(cursor, remaining, source);
+  } else {
+    value->WalkBufferToSetValue(cursor, remaining);
+  }
 
   idOut = std::move(id);
   valueOut = std::move(value);

@@ -63,12 +63,18 @@ class HDU_API AttributeBytes {
   void ImportAttributeBytesState(const ByteBuffer& state);
   // Replaces id and value from the record at the cursor, and advances the
   // cursor past it (on failure neither the object nor the cursor moves).
-  void WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining);
+  // With a source (the list the bytes belong to), a list value shares the
+  // source's storage and sits one nesting level below it; without one it
+  // copies its bytes and sits at level 1.
+  void WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining,
+                                     const AttributeBytesSource& source = AttributeBytesSource());
   // Parses the record at the cursor into a new object, advancing the cursor.
-  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(const unsigned char*& cursor,
-                                                                          unsigned int& remaining);
-  static AttributeBytesSharedPtr WalkBufferToCreateAttributeBytesSharedPtr(const unsigned char*& cursor,
-                                                                           unsigned int& remaining);
+  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(
+      const unsigned char*& cursor, unsigned int& remaining,
+      const AttributeBytesSource& source = AttributeBytesSource());
+  static AttributeBytesSharedPtr WalkBufferToCreateAttributeBytesSharedPtr(
+      const unsigned char*& cursor, unsigned int& remaining,
+      const AttributeBytesSource& source = AttributeBytesSource());
 
   // Same id and equal values (see AttributeBytesValue for value equality).
   bool IsEqual(const AttributeBytes& other) const;
@@ -85,7 +91,8 @@ class HDU_API AttributeBytes {
  private:
   // Parses the two parts at the cursor without touching any object.
   static void WalkBufferToGetParts(const unsigned char*& cursor, unsigned int& remaining,
-                                   std::unique_ptr<AttributeBytesId>& id, std::unique_ptr<AttributeBytesValue>& value);
+                                   const AttributeBytesSource& source, std::unique_ptr<AttributeBytesId>& id,
+                                   std::unique_ptr<AttributeBytesValue>& value);
   static std::unique_ptr<AttributeBytesId> RequireId(std::unique_ptr<AttributeBytesId> id);
   static std::unique_ptr<AttributeBytesValue> RequireValue(std::unique_ptr<AttributeBytesValue> value);
 

@@ -279,9 +279,28 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const unsig
   ImportFromRawList(rawList);
 }
 
+void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const std::shared_ptr<ByteBuffer>& storage,
+                                                                     std::size_t offset, std::size_t length,
+                                                                     unsigned maximumNestingLevel) {
+  const bool inside = storage && offset <= storage->size() && length <= storage->size() - offset;
+  const unsigned char* cursor = inside ? storage->data() + offset : nullptr;
+  unsigned int remaining = inside ? AttributeBytesWire::remainingCountOf(length) : 0;
+  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  if (signature != AttributeBytesWire::kIndexedListSignature) {
+    HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),
+              "Import request ignored. This expected signature is missing or doesn't match.");
+  }
+  AttributeBytesRawList rawList;
+  rawList.ImportAttributeBytesRawListState(storage, offset + 4, length - 4);
+  rawList.SetMaximumNestingLevel(maximumNestingLevel);
+  ImportFromRawList(rawList);
+}
+
 void AttributeBytesIndexedList::ImportFromRawList(const AttributeBytesRawList& rawList) {
+  rawList.CheckNestingLevel("AttributeBytesIndexedList::ImportFromRawList");
   AttributeBytesIndexedList imported;
-  AttributeBytesReader reader(rawList.GetRecordBytes());
+  AttributeBytesReader reader(rawList);
   while (AttributeBytesSharedPtr record = reader.ReadNextAttributeBytesSharedPtr()) {
     imported.InsertNew(record);
   }

@@ -127,8 +127,14 @@ class HDU_API AttributeBytesIndexedList : public AttributeBytesList {
   // not "ABIL" throws CPExceptionMissingOrBadAttributeBytesFormat.
   void ImportAttributeBytesIndexedListState(const ByteBuffer& state);
   void ImportAttributeBytesIndexedListState(const unsigned char* state, unsigned int length);
+  // The same from the `length` bytes at `offset` in `storage`, which the
+  // records' list values then share (see AttributeBytesRawList); the records
+  // are read as a list with the given maximum nesting level.
+  void ImportAttributeBytesIndexedListState(const std::shared_ptr<ByteBuffer>& storage, std::size_t offset,
+                                            std::size_t length, unsigned maximumNestingLevel = 0);
   // Replaces the contents with the records of a raw list, added in its order
   // under the duplicate rule (a damaged record throws as reading it does).
+  // List values in the records share the raw list's bytes.
   void ImportFromRawList(const AttributeBytesRawList& rawList);
 
   bool IsEmpty() const noexcept override { return m_map.empty(); }

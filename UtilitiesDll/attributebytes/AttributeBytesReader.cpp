@@ -10,6 +10,11 @@ AttributeBytesReader::AttributeBytesReader(const ByteBuffer& records) noexcept
 AttributeBytesReader::AttributeBytesReader(const unsigned char* records, unsigned int length) noexcept
     : m_records(records), m_length(records == nullptr ? 0 : length) {}
 
+AttributeBytesReader::AttributeBytesReader(const AttributeBytesRawList& list) noexcept
+    : m_records(list.GetRecordBytes().data()),
+      m_length(m_records == nullptr ? 0 : AttributeBytesWire::remainingCountOf(list.GetRecordBytes().size())),
+      m_source(list.GetSource()) {}
+
 void AttributeBytesReader::SetOffset(unsigned int offset) noexcept {
   m_offset = offset < m_length ? offset : m_length;
 }
@@ -31,28 +36,28 @@ bool AttributeBytesReader::ReadNext(Parse parse) {
 
 std::unique_ptr<AttributeBytes> AttributeBytesReader::ReadNextAttributeBytes() {
   std::unique_ptr<AttributeBytes> record;
-  ReadNext([&record](const unsigned char*& cursor, unsigned int& remaining) {
-    record = AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining);
+  ReadNext([this, &record](const unsigned char*& cursor, unsigned int& remaining) {
+    record = AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining, m_source);
   });
   return record;
 }
 
 AttributeBytesSharedPtr AttributeBytesReader::ReadNextAttributeBytesSharedPtr() {
   AttributeBytesSharedPtr record;
-  ReadNext([&record](const unsigned char*& cursor, unsigned int& remaining) {
-    record = AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(cursor, remaining);
+  ReadNext([this, &record](const unsigned char*& cursor, unsigned int& remaining) {
+    record = AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(cursor, remaining, m_source);
   });
   return record;
 }
 
 bool AttributeBytesReader::ReadNextAttributeBytes(AttributeBytes& out) {
-  return ReadNext([&out](const unsigned char*& cursor, unsigned int& remaining) {
-    out.WalkBufferToSetAttributeBytes(cursor, remaining);
+  return ReadNext([this, &out](const unsigned char*& cursor, unsigned int& remaining) {
+    out.WalkBufferToSetAttributeBytes(cursor, remaining, m_source);
   });
 }
 
 bool AttributeBytesReader::SkipNextAttributeBytes() {
-  return ReadNext([](const unsigned char*& cursor, unsigned int& remaining) {
-    AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining);
+  return ReadNext([this](const unsigned char*& cursor, unsigned int& remaining) {
+    AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining, m_source);
   });
 }

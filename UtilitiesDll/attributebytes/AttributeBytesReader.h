@@ -5,7 +5,9 @@
 // Each record is parsed as AttributeBytes parses one. Beyond the plain walk
 // the reader:
 //   - borrows the bytes (no copy; the caller keeps them alive and unchanged
-//     while the reader is used);
+//     while the reader is used); a reader of a raw list also lets the list
+//     values it parses share the list's storage (see AttributeBytesRawList),
+//     where a reader of bare bytes makes them copy theirs;
 //   - knows where it is: the offset of the next record, the offset and size
 //     of the last record read, the bytes remaining;
 //   - can be repositioned (Reset, SetOffset) to re-read or skip;
@@ -15,6 +17,7 @@
 // At the end every Read... form returns a null pointer.
 
 #include "General/ByteBuffer.h"
+#include "attributebytes/AttributeBytesRawList.h"
 #include "attributebytes/AttributeBytesSharedPtr.h"
 #include "hdUtilitiesExport.h"
 
@@ -28,6 +31,9 @@ class HDU_API AttributeBytesReader {
   explicit AttributeBytesReader(const ByteBuffer& records) noexcept;
   // Reads `length` bytes at `records` (null with length 0 is an empty run).
   AttributeBytesReader(const unsigned char* records, unsigned int length) noexcept;
+  // Reads a raw list's records (the list must outlive the reader and stay
+  // unchanged while it is used). Its nesting level is not checked here.
+  explicit AttributeBytesReader(const AttributeBytesRawList& list) noexcept;
 
   bool IsAtEnd() const noexcept { return m_offset >= m_length; }
   unsigned int GetOffset() const noexcept { return m_offset; }
@@ -58,6 +64,7 @@ class HDU_API AttributeBytesReader {
 
   const unsigned char* m_records;
   unsigned int m_length;
+  AttributeBytesSource m_source;
   unsigned int m_offset = 0;
   unsigned int m_lastRecordOffset = 0;
   unsigned int m_lastRecordSize = 0;

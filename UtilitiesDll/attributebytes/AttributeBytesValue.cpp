@@ -591,13 +591,18 @@ void AttributeBytesListValue::AttributeBytesDump(const DumpArgs& dumpArgs, const
 }
 
 void AttributeBytesListValue::AppendValueState(ByteBuffer& out) const {
-  const ByteBuffer& records = m_list.GetRecordBytes();
+  const std::span<const unsigned char> records = m_list.GetRecordBytes();
   AttributeBytesWire::appendByte(out, m_kindOfList);
   AttributeBytesWire::appendUInt32(out, static_cast<std::uint32_t>(4 + records.size()));
   m_list.AppendAttributeBytesRawListState(out);
 }
 
 void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
+  WalkBufferToSetValue(cursor, remaining, AttributeBytesSource());
+}
+
+void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining,
+                                                   const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
   const unsigned char kindOfList = ByteBuffer::WalkBufferToGetByte(walk, left);
@@ -611,7 +616,13 @@ void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor,
     ByteBuffer::WalkBufferToGetCountedBytes(countedBytes, countedRemaining, unused);
   }
   AttributeBytesRawList list;
-  list.ImportAttributeBytesRawListState(walk, length);
+  const ByteBuffer* storage = source.storage != nullptr ? source.storage->get() : nullptr;
+  if (storage != nullptr && walk >= storage->data() && walk + length <= storage->data() + storage->size()) {
+    list.ImportAttributeBytesRawListState(*source.storage, static_cast<std::size_t>(walk - storage->data()), length);
+  } else {
+    list.ImportAttributeBytesRawListState(walk, length);
+  }
+  list.SetNestedIn(source);
   walk += length;
   left -= length;
   m_kindOfList = kindOfList;
@@ -625,8 +636,8 @@ int AttributeBytesListValue::ComparePayload(const AttributeBytesValue& other) co
   if (m_kindOfList != that.m_kindOfList) {
     return m_kindOfList < that.m_kindOfList ? -1 : 1;
   }
-  const ByteBuffer& mine = m_list.GetRecordBytes();
-  const ByteBuffer& theirs = that.m_list.GetRecordBytes();
+  const std::span<const unsigned char> mine = m_list.GetRecordBytes();
+  const std::span<const unsigned char> theirs = that.m_list.GetRecordBytes();
   return AttributeBytesWire::compareBytes(mine.data(), mine.size(), theirs.data(), theirs.size());
 }
 

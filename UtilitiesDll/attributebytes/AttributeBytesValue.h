@@ -408,7 +408,8 @@ class HDU_API AttributeBytesDataBlobValue : public AttributeBytesValue {
 
 // Tag 11: a kind-of-list byte (its meaning belongs to the caller) and a raw
 // list of records. Reading checks the embedded list's signature ("ABRL") but
-// not its records, as importing a raw list does.
+// not its records, as importing a raw list does. Copies share the list's
+// bytes (see AttributeBytesRawList).
 class HDU_API AttributeBytesListValue : public AttributeBytesValue {
  public:
   AttributeBytesListValue() noexcept : AttributeBytesValue(false) {}
@@ -425,7 +426,12 @@ class HDU_API AttributeBytesListValue : public AttributeBytesValue {
   using AttributeBytesValue::AttributeBytesDump;
   bool IsList() const noexcept override { return true; }
   void AppendValueState(ByteBuffer& out) const override;
+  // Reads the list's bytes into a list of its own, at nesting level 1.
   void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) override;
+  // Reads the list as part of `source`'s records: when the bytes lie in the
+  // source's storage the list shares it instead of copying them, and it sits
+  // one nesting level below the source.
+  void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining, const AttributeBytesSource& source);
   using AttributeBytesValue::WalkBufferToSetValue;
 
   unsigned char GetKindOfList() const noexcept { return m_kindOfList; }

@@ -80,10 +80,10 @@ struct PendingList {
 // Parses every record of every namespace, lists nested in list values
 // included. The walk keeps a work list instead of recursing, so that deeply
 // nested lists cannot exhaust the stack, and a list is finished before the
-// lists inside it are walked, so that only the pending lists are held.
-// Each nested list is parsed from its own copy of the bytes, so the work
-// grows with the size times the depth: lists nested deeper than
-// PersistentAttributes::kMaximumCheckedListDepth fail the check.
+// lists inside it are walked, so that only the pending lists are held (they
+// share the state's bytes). Lists nested deeper than
+// PersistentAttributes::kMaximumCheckedListDepth fail the check before
+// their records are read.
 void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
   std::vector<PendingList> pending;
   const AttributeBytesIndexedList& top = nameSpaces.GetNameSpacesIndexedList();
@@ -363,7 +363,9 @@ void PersistentAttributes::ImportOrThrow(const ByteBuffer& state, DriverVersion&
   AttributeBytesNameSpaces nameSpaces;
   DriverVersion version;  // an empty state is the default namespaces, version 0.0.0.0
   if (!nameSpacesState.empty()) {
-    version = nameSpaces.ImportAttributeBytesNameSpacesState(nameSpacesState);
+    // The namespaces' lists share the decompressed bytes; every list read
+    // from them is held to the same nesting limit as the checked import.
+    version = nameSpaces.ImportAttributeBytesNameSpacesState(std::move(nameSpacesState), kMaximumCheckedListDepth);
   }
   if (checkEveryRecordRequested) {
     checkEveryRecord(nameSpaces);

@@ -103,9 +103,12 @@
 // allocated or inflated. The maximum is a setting of the object: imports
 // keep it, copies and swaps take it along.
 //
-// Memory. With `throwOnFailure`, running out of memory (std::bad_alloc, or a size the
-// platform's buffers cannot hold, std::length_error) is thrown as
-// CPExceptionOutOfMemory.
+// Memory. An import holds the persisted state it is given, the decompressed
+// namespaces state once, and the parsed namespace records: the namespaces'
+// lists, and every list nested in their records, share the decompressed
+// bytes instead of copying them. Checking every record adds at most one
+// record's own copy (a data blob) at a time. With `throwOnFailure`, running out of memory (std::bad_alloc, or a size
+// the platform's buffers cannot hold, std::length_error) is thrown as CPExceptionOutOfMemory.
 //
 // The flags:
 //  - `throwOnFailure` (ImportPersistentAttributesState's first flag, and the
@@ -127,6 +130,12 @@
 //    False takes the
 //    records on trust as the raw lists do, and a damaged one fails later,
 //    when it is read. The importing constructor does not check every record.
+//    The nesting limit holds on every import path all the same: the lists an
+//    import yields carry it (AttributeBytesRawList's maximum nesting level,
+//    32), so that after a trusting import reading the records of a list
+//    nested deeper than 32 levels throws
+//    CPExceptionMissingOrBadAttributeBytesFormat, as reading a damaged
+//    record throws; no reader can be led deeper.
 //
 // What is held. The object holds the header of the state it was read from
 // (GetHeader; a current header for objects not read from a state, and the
