@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 using abtest::concat;
@@ -447,4 +448,83 @@ TEST(AttributeBytesRawList, A10000DeepStateIsReadWithinItsOwnBytes) {
   std::string dump;
   list->AttributeBytesDump(DumpArgs(&dump), NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
   EXPECT_NE(dump.find("<records nested too deeply, not shown>"), std::string::npos) << dump;
+}
+
+TEST(AttributeBytesIndexedList, OrderMatchesLessThanWhateverTheInsertionOrder) {
+  // Ids of every kind, with negative numbers and capability types, inserted
+  // in a scrambled order: the list's order is LessThan's.
+  std::vector<AttributeBytesSharedPtr> records;
+  int value = 0;
+  const auto add = [&](std::unique_ptr<AttributeBytesId> id) {
+    records.push_back(
+        MakeAttributeBytesSharedPtr(std::move(id), std::make_unique<AttributeBytesIntegerValue>(value++)));
+  };
+  for (const long number : {-2147483647L - 1, -5L, 0L, 7L, 2147483647L}) {
+    add(std::make_unique<AttributeBytesFeatureId>(number));
+    add(std::make_unique<AttributeBytesValueId>(number));
+    add(std::make_unique<AttributeBytesListOfValuesItemId>(number));
+    add(std::make_unique<AttributeBytesNameSpacesId>(number));
+    for (const short type : {short{-32768}, short{-1}, short{0}, short{32767}}) {
+      add(std::make_unique<AttributeBytesCapabilityId>(number, type));
+    }
+  }
+  for (const char16_t* name : {u"", u"a", u"ab", u"b", u"\xFFFF"}) {
+    add(std::make_unique<AttributeBytesNewFeatureId>(CXString(name)));
+    add(std::make_unique<AttributeBytesNewValueId>(CXString(name)));
+    add(std::make_unique<AttributeBytesNewCapabilityId>(CXString(name), short{-3}));
+    add(std::make_unique<AttributeBytesNewCapabilityId>(CXString(name), short{3}));
+  }
+  for (std::size_t step : {std::size_t{1}, std::size_t{7}, std::size_t{13}}) {
+    AttributeBytesIndexedList list;
+    for (std::size_t i = 0, j = 0; i < records.size(); ++i, j = (j + step) % records.size()) {
+      list.AddAttributeBytes(records[step == 1 ? records.size() - 1 - i : j]);
+    }
+    ASSERT_EQ(list.GetAttributeBytesCount(), records.size());
+    AttributeBytesIndexedListIterator iterator = list.GetIndexedListIterator();
+    AttributeBytesSharedPtr previous = list.GetNextAttributeBytesFromIndexedListIterator(iterator);
+    while (AttributeBytesSharedPtr next = list.GetNextAttributeBytesFromIndexedListIterator(iterator)) {
+      EXPECT_TRUE(previous->GetAttributeBytesId().LessThan(next->GetAttributeBytesId()))
+          << previous->GetDebugDisplayString() << " before " << next->GetDebugDisplayString();
+      previous = next;
+    }
+    for (const AttributeBytesSharedPtr& record : records) {
+      EXPECT_EQ(list.GetAttributeBytesSharedPtr(record->GetAttributeBytesId()), record);
+      EXPECT_THROW(list.AddAttributeBytes(AttributeBytes(*record)), CPExceptionDuplicateAttributeId);
+    }
+    EXPECT_EQ(list.GetAttributeBytesCount(), records.size());
+  }
+}
+
+TEST(AttributeBytesIndexedList, MovedAndSwappedListsKeepTheirOwnNodes) {
+  AttributeBytesIndexedList first;
+  for (long i = 0; i < 300; ++i) {
+    first.AddAttributeBytes(featureInteger(i, i));
+  }
+  AttributeBytesIndexedList moved(std::move(first));
+  // The moved-from list is usable and independent (on another thread, too).
+  std::thread([&first] {
+    for (long i = 0; i < 300; ++i) {
+      first.AddAttributeBytes(featureInteger(1000 + i, i));
+    }
+  }).join();
+  for (long i = 300; i < 600; ++i) {
+    moved.AddAttributeBytes(featureInteger(i, i));
+  }
+  EXPECT_EQ(first.GetAttributeBytesCount(), 300u);
+  EXPECT_EQ(moved.GetAttributeBytesCount(), 600u);
+  AttributeBytesIndexedList assigned;
+  assigned = std::move(moved);
+  moved.AddAttributeBytes(featureInteger(1, 1));
+  EXPECT_EQ(moved.GetAttributeBytesCount(), 1u);
+  assigned.swap(first);
+  EXPECT_EQ(assigned.GetAttributeBytesCount(), 300u);
+  EXPECT_EQ(first.GetAttributeBytesCount(), 600u);
+  const AttributeBytesIndexedList copy(first);
+  EXPECT_TRUE(copy.IsEqual(first));
+  first.Clear();
+  EXPECT_EQ(copy.GetAttributeBytesCount(), 600u);
+  AttributeBytesIndexedList edited(copy);
+  EXPECT_TRUE(edited.RemoveAttributeBytes(AttributeBytesFeatureId(5)));
+  EXPECT_FALSE(edited.ContainsAttributeBytes(AttributeBytesFeatureId(5)));
+  EXPECT_TRUE(copy.ContainsAttributeBytes(AttributeBytesFeatureId(5)));
 }

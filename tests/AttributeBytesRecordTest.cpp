@@ -540,3 +540,60 @@ TEST(AttributeBytesRecord, TextsLongerThanACountedStringHoldsAreRefusedBeforeWri
       CPExceptionInvalidArgument);
   EXPECT_EQ(other.GetAttributeBytesRawListState(), before);
 }
+
+TEST(AttributeBytes, ParsedRecordsHoldTheirPartsAndSurviveEveryChange) {
+  // A record of each value type, parsed from bytes (one allocation holding
+  // record, id and value), then changed in every way a record can be.
+  AttributeBytesRawList list;
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesNewFeatureId(CXString(u"a long feature name")),
+                                        AttributeBytesStringValue(CXString(u"a long string value"))));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(2), AttributeBytesDataBlobValue(ByteBuffer(100, 7))));
+  list.AddAttributeBytes(
+      AttributeBytes(AttributeBytesCapabilityId(3, 4), AttributeBytesOptionValue(AttributeBytesValueId(9))));
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(6)));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(4), AttributeBytesListValue(1, inner)));
+  const ByteBuffer records = list.GetAttributeBytesRawListState();
+
+  AttributeBytesReader reader(list);
+  std::vector<std::unique_ptr<AttributeBytes>> parsed;
+  while (std::unique_ptr<AttributeBytes> record = reader.ReadNextAttributeBytes()) {
+    parsed.push_back(std::move(record));
+  }
+  ASSERT_EQ(parsed.size(), 4u);
+  const std::vector<std::string> shown = {parsed[0]->GetDebugDisplayString(), parsed[1]->GetDebugDisplayString(),
+                                          parsed[2]->GetDebugDisplayString(), parsed[3]->GetDebugDisplayString()};
+
+  // Swapping a parsed record with a built one, then freeing the parsed one:
+  // nothing of it may be left in the other.
+  AttributeBytes built(AttributeBytesFeatureId(77), AttributeBytesIntegerValue(78));
+  built.swap(*parsed[0]);
+  parsed[0].reset();
+  EXPECT_EQ(built.GetDebugDisplayString(), shown[0]);
+  // Two parsed records swapped, both freed in turn.
+  parsed[1]->swap(*parsed[2]);
+  EXPECT_EQ(parsed[1]->GetDebugDisplayString(), shown[2]);
+  std::unique_ptr<AttributeBytes> kept = std::move(parsed[2]);
+  parsed[1].reset();
+  EXPECT_EQ(kept->GetDebugDisplayString(), shown[1]);
+  // Assignment, a new value, re-reading in place.
+  *kept = *parsed[3];
+  EXPECT_EQ(kept->GetDebugDisplayString(), shown[3]);
+  parsed[3]->SetAttributeBytesValue(AttributeBytesBooleanValue(true));
+  parsed[3]->ImportAttributeBytesState(built.GetAttributeBytesState());
+  EXPECT_EQ(parsed[3]->GetDebugDisplayString(), shown[0]);
+
+  // Every truncation of every record fails cleanly (the sanitizers see any
+  // part left behind).
+  const ByteBuffer bytes(records.begin() + 4, records.end());
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    const unsigned char* cursor = bytes.data();
+    unsigned int remaining = static_cast<unsigned int>(length);
+    try {
+      while (remaining > 0) {
+        AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(cursor, remaining, list.GetSource());
+      }
+    } catch (const CPException&) {
+    }
+  }
+}

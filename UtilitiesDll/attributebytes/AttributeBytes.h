@@ -16,6 +16,12 @@
 // record that fails to parse (an unknown tag throws CPExceptionUnhandledSyntax,
 // a record cut short CPExceptionNotEnoughBytesForDesiredDataType) leaves the
 // object with its previous id and value.
+//
+// Memory. A record made by parsing (the WalkBufferToCreate... forms, and so
+// every record read from a list) is one allocation: the record, its id and
+// its value side by side. Such a record is deleted as any other (its class
+// has its own operator delete); its parts are replaced, not moved, by the
+// setters, and swap exchanges copies of them.
 
 #include "DebuggingAndExceptions/DumpArgs.h"
 #include "General/ByteBuffer.h"
@@ -24,10 +30,26 @@
 #include "attributebytes/AttributeBytesValue.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <string>
 
 class IAttributeBytesDebugDisplayHelper;
+
+// Deletes a part of a record (its id or value), or only destroys one that
+// lives in the record's own allocation.
+struct AttributeBytesPartDeleter {
+  bool inPlace = false;
+  template <class T>
+  void operator()(T* part) const noexcept {
+    if (inPlace) {
+      part->~T();
+    } else {
+      delete part;
+    }
+  }
+};
 
 class HDU_API AttributeBytes {
  public:
@@ -43,8 +65,14 @@ class HDU_API AttributeBytes {
   AttributeBytes& operator=(const AttributeBytes& other);
   ~AttributeBytes();
 
-  // Exchanges ids and values.
-  void swap(AttributeBytes& other) noexcept;
+  // Exchanges ids and values. Parts that live inside a parsed record's own
+  // allocation are copied across, so this may throw std::bad_alloc (and
+  // then changes nothing).
+  void swap(AttributeBytes& other);
+
+  // Records are allocated and freed through these (see above).
+  static void* operator new(std::size_t size) { return ::operator new(size); }
+  static void operator delete(void* memory) noexcept { ::operator delete(memory); }
 
   const AttributeBytesId& GetAttributeBytesId() const noexcept { return *m_id; }
   const AttributeBytesValue& GetAttributeBytesValue() const noexcept { return *m_value; }
@@ -96,6 +124,17 @@ class HDU_API AttributeBytes {
   static std::unique_ptr<AttributeBytesId> RequireId(std::unique_ptr<AttributeBytesId> id);
   static std::unique_ptr<AttributeBytesValue> RequireValue(std::unique_ptr<AttributeBytesValue> value);
 
-  std::unique_ptr<AttributeBytesId> m_id;
-  std::unique_ptr<AttributeBytesValue> m_value;
+  using PartDeleter = AttributeBytesPartDeleter;
+  template <class T>
+  using PartPointer = std::unique_ptr<T, PartDeleter>;
+
+  // The parsed record in one allocation (see above).
+  template <class Result>
+  static Result WalkBufferToCreateInOneBlock(const unsigned char*& cursor, unsigned int& remaining,
+                                             const AttributeBytesSource& source);
+  AttributeBytes(PartPointer<AttributeBytesId> id, PartPointer<AttributeBytesValue> value) noexcept;
+  bool HasPartsInPlace() const noexcept { return m_id.get_deleter().inPlace || m_value.get_deleter().inPlace; }
+
+  PartPointer<AttributeBytesId> m_id;
+  PartPointer<AttributeBytesValue> m_value;
 };

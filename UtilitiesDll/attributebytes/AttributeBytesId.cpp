@@ -34,6 +34,10 @@ inline bool typeLess(const AttributeBytesId& a, const AttributeBytesId& b) noexc
 
 // ---- AttributeBytesId ---------------------------------------------------------------
 
+bool AttributeBytesId::GetOrderingNumber(std::int64_t&) const noexcept {
+  return false;
+}
+
 AttributeBytesId::~AttributeBytesId() = default;
 
 void AttributeBytesId::AttributeBytesDump(const DumpArgs& dumpArgs,
@@ -133,6 +137,11 @@ bool AttributeBytesNumericId::LessThan(const AttributeBytesId& other) const {
     return typeLess(*this, other);
   }
   return m_number < static_cast<const AttributeBytesNumericId&>(other).m_number;
+}
+
+bool AttributeBytesNumericId::GetOrderingNumber(std::int64_t& number) const noexcept {
+  number = m_number;
+  return true;
 }
 
 void AttributeBytesNumericId::AppendIdentifierState(ByteBuffer& out) const {
@@ -253,6 +262,12 @@ bool AttributeBytesCapabilityId::LessThan(const AttributeBytesId& other) const {
   }
   const auto& that = static_cast<const AttributeBytesCapabilityId&>(other);
   return std::tie(m_featureId, m_capabilityType) < std::tie(that.m_featureId, that.m_capabilityType);
+}
+
+bool AttributeBytesCapabilityId::GetOrderingNumber(std::int64_t& number) const noexcept {
+  // Feature id first, then capability type: both fit one 64-bit number.
+  number = static_cast<std::int64_t>(m_featureId) * 65536 + (static_cast<std::int64_t>(m_capabilityType) + 32768);
+  return true;
 }
 
 std::unique_ptr<AttributeBytesId> AttributeBytesCapabilityId::Clone() const {

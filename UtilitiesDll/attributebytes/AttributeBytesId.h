@@ -31,6 +31,7 @@
 #include "LowLevelFacilities/CXString.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -57,6 +58,11 @@ class HDU_API AttributeBytesId {
   virtual AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept = 0;
   virtual bool IsEqual(const AttributeBytesId& other) const = 0;
   virtual bool LessThan(const AttributeBytesId& other) const = 0;
+  // For ids ordered, within their tag, by one number (the numeric ids and
+  // the capability id): sets `number` so that two ids of the same tag order
+  // as their numbers do, and returns true. Others return false. Lets sorted
+  // containers compare without calling LessThan.
+  virtual bool GetOrderingNumber(std::int64_t& number) const noexcept;
   virtual std::unique_ptr<AttributeBytesId> Clone() const = 0;
   // One line: the type name and the display text ("ABIDE_FEATURE Feature(5)").
   virtual void AttributeBytesDump(const DumpArgs& dumpArgs, const IAttributeBytesDebugDisplayHelper& helper) const;
@@ -107,6 +113,7 @@ class HDU_API AttributeBytesNumericId : public AttributeBytesId {
 
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool GetOrderingNumber(std::int64_t& number) const noexcept override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesId::WalkBufferToSetIdentifier;
@@ -253,6 +260,7 @@ class HDU_API AttributeBytesCapabilityId : public AttributeBytesId {
   AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept override { return ABIDE_CAPABILITY; }
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool GetOrderingNumber(std::int64_t& number) const noexcept override;
   std::unique_ptr<AttributeBytesId> Clone() const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;

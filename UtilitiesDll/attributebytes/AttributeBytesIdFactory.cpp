@@ -2,24 +2,32 @@
 
 #include "DebuggingAndExceptions/CPException.h"
 
-std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesId(AttributeBytesIdEnum type) {
+#include <new>
+#include <type_traits>
+
+namespace {
+
+// Calls `action` with the class for `type` (as std::type_identity); the one
+// place that maps id tags to classes.
+template <class Action>
+auto withIdClass(AttributeBytesIdEnum type, Action action) {
   switch (type) {
     case ABIDE_FEATURE:
-      return std::make_unique<AttributeBytesFeatureId>();
+      return action(std::type_identity<AttributeBytesFeatureId>());
     case ABIDE_NEWFEATURE:
-      return std::make_unique<AttributeBytesNewFeatureId>();
+      return action(std::type_identity<AttributeBytesNewFeatureId>());
     case ABIDE_VALUE:
-      return std::make_unique<AttributeBytesValueId>();
+      return action(std::type_identity<AttributeBytesValueId>());
     case ABIDE_NEWVALUE:
-      return std::make_unique<AttributeBytesNewValueId>();
+      return action(std::type_identity<AttributeBytesNewValueId>());
     case ABIDE_LISTOFVALUESITEM:
-      return std::make_unique<AttributeBytesListOfValuesItemId>();
+      return action(std::type_identity<AttributeBytesListOfValuesItemId>());
     case ABIDE_CAPABILITY:
-      return std::make_unique<AttributeBytesCapabilityId>();
+      return action(std::type_identity<AttributeBytesCapabilityId>());
     case ABIDE_NEWCAPABILITY:
-      return std::make_unique<AttributeBytesNewCapabilityId>();
+      return action(std::type_identity<AttributeBytesNewCapabilityId>());
     case ABIDE_NAMESPACE:
-      return std::make_unique<AttributeBytesNameSpacesId>();
+      return action(std::type_identity<AttributeBytesNameSpacesId>());
     case ABIDE_UNSPECIFIED:
       break;
   }
@@ -28,4 +36,21 @@ std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesI
                                  "AttributeBytesIdFactory::CreateAttributeBytesId"),
             "Unhandled AttributeBytesId type, %s (%ld/0x%lx).", AttributeBytesId::GetTypeDebugDisplayString(type),
             static_cast<long long>(type), static_cast<unsigned long long>(static_cast<unsigned>(type)));
+}
+
+}  // namespace
+
+std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesId(AttributeBytesIdEnum type) {
+  return withIdClass(type, [](auto idClass) -> std::unique_ptr<AttributeBytesId> {
+    return std::make_unique<typename decltype(idClass)::type>();
+  });
+}
+
+std::size_t AttributeBytesIdFactory::GetAttributeBytesIdSize(AttributeBytesIdEnum type) {
+  return withIdClass(type, [](auto idClass) { return sizeof(typename decltype(idClass)::type); });
+}
+
+AttributeBytesId* AttributeBytesIdFactory::CreateAttributeBytesIdAt(AttributeBytesIdEnum type, void* memory) {
+  return withIdClass(
+      type, [memory](auto idClass) -> AttributeBytesId* { return ::new (memory) typename decltype(idClass)::type(); });
 }

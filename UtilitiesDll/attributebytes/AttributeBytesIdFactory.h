@@ -4,6 +4,7 @@
 #include "attributebytes/AttributeBytesId.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstddef>
 #include <memory>
 
 class HDU_API AttributeBytesIdFactory {
@@ -13,4 +14,10 @@ class HDU_API AttributeBytesIdFactory {
   // CPExceptionUnhandledSyntax: "Unhandled AttributeBytesId type, <debug
   // name> (<tag>/0x<tag in hex>)."
   static std::unique_ptr<AttributeBytesId> CreateAttributeBytesId(AttributeBytesIdEnum type);
+  // The size of the class for `type` (an unknown tag throws as above).
+  static std::size_t GetAttributeBytesIdSize(AttributeBytesIdEnum type);
+  // Default-constructs the class for `type` in `memory` (at least
+  // GetAttributeBytesIdSize bytes, aligned for any fundamental type); the
+  // caller destroys it. An unknown tag throws as above, constructing nothing.
+  static AttributeBytesId* CreateAttributeBytesIdAt(AttributeBytesIdEnum type, void* memory);
 };

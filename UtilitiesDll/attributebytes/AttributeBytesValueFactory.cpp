@@ -3,31 +3,39 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
-std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttributeBytesValue(
-    AttributeBytesValueEnum type, const IAttributeBytesDebugDisplayHelper&) {
+#include <algorithm>
+#include <new>
+#include <type_traits>
+
+namespace {
+
+// Calls `action` with the class for `type` (as std::type_identity); the one
+// place that maps value tags to classes.
+template <class Action>
+auto withValueClass(AttributeBytesValueEnum type, Action action) {
   switch (type) {
     case ABVTE_OPTION:
-      return std::make_unique<AttributeBytesOptionValue>();
+      return action(std::type_identity<AttributeBytesOptionValue>());
     case ABVTE_INTEGER:
-      return std::make_unique<AttributeBytesIntegerValue>();
+      return action(std::type_identity<AttributeBytesIntegerValue>());
     case ABVTE_STRING:
-      return std::make_unique<AttributeBytesStringValue>();
+      return action(std::type_identity<AttributeBytesStringValue>());
     case ABVTE_BOOLEAN:
-      return std::make_unique<AttributeBytesBooleanValue>();
+      return action(std::type_identity<AttributeBytesBooleanValue>());
     case ABVTE_RANGE:
-      return std::make_unique<AttributeBytesRangeValue>();
+      return action(std::type_identity<AttributeBytesRangeValue>());
     case ABVTE_RANGEOFDIMENSION:
-      return std::make_unique<AttributeBytesRangeOfDimensionValue>();
+      return action(std::type_identity<AttributeBytesRangeOfDimensionValue>());
     case ABVTE_DIMENSION:
-      return std::make_unique<AttributeBytesDimensionValue>();
+      return action(std::type_identity<AttributeBytesDimensionValue>());
     case ABVTE_RESOLUTION:
-      return std::make_unique<AttributeBytesResolutionValue>();
+      return action(std::type_identity<AttributeBytesResolutionValue>());
     case ABVTE_DATABLOB:
-      return std::make_unique<AttributeBytesDataBlobValue>();
+      return action(std::type_identity<AttributeBytesDataBlobValue>());
     case ABVTE_LIST:
-      return std::make_unique<AttributeBytesListValue>();
+      return action(std::type_identity<AttributeBytesListValue>());
     case ABVTE_DATETIME:
-      return std::make_unique<AttributeBytesDateTimeValue>();
+      return action(std::type_identity<AttributeBytesDateTimeValue>());
     case ABVTE_UNSPECIFIED:
       break;
   }
@@ -39,7 +47,33 @@ std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttribute
             static_cast<unsigned long long>(static_cast<unsigned>(type)));
 }
 
+constexpr std::size_t kLargestValueSize = std::max(
+    {sizeof(AttributeBytesOptionValue), sizeof(AttributeBytesIntegerValue), sizeof(AttributeBytesStringValue),
+     sizeof(AttributeBytesBooleanValue), sizeof(AttributeBytesRangeValue), sizeof(AttributeBytesRangeOfDimensionValue),
+     sizeof(AttributeBytesDimensionValue), sizeof(AttributeBytesResolutionValue), sizeof(AttributeBytesDataBlobValue),
+     sizeof(AttributeBytesListValue), sizeof(AttributeBytesDateTimeValue)});
+
+}  // namespace
+
+std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttributeBytesValue(
+    AttributeBytesValueEnum type, const IAttributeBytesDebugDisplayHelper&) {
+  return withValueClass(type, [](auto valueClass) -> std::unique_ptr<AttributeBytesValue> {
+    return std::make_unique<typename decltype(valueClass)::type>();
+  });
+}
+
 std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttributeBytesValue(
     AttributeBytesValueEnum type) {
   return CreateAttributeBytesValue(type, NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
+}
+
+std::size_t AttributeBytesValueFactory::GetLargestAttributeBytesValueSize() noexcept {
+  return kLargestValueSize;
+}
+
+AttributeBytesValue* AttributeBytesValueFactory::CreateAttributeBytesValueAt(AttributeBytesValueEnum type,
+                                                                             void* memory) {
+  return withValueClass(type, [memory](auto valueClass) -> AttributeBytesValue* {
+    return ::new (memory) typename decltype(valueClass)::type();
+  });
 }

@@ -4,6 +4,7 @@
 #include "attributebytes/AttributeBytesValue.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstddef>
 #include <memory>
 
 class IAttributeBytesDebugDisplayHelper;
@@ -20,4 +21,11 @@ class HDU_API AttributeBytesValueFactory {
       AttributeBytesValueEnum type, const IAttributeBytesDebugDisplayHelper& helper);
   // The same with the library's plain helper.
   static std::unique_ptr<AttributeBytesValue> CreateAttributeBytesValue(AttributeBytesValueEnum type);
+  // The size of the largest value class.
+  static std::size_t GetLargestAttributeBytesValueSize() noexcept;
+  // Default-constructs the class for `type` in `memory` (at least
+  // GetLargestAttributeBytesValueSize bytes, aligned for any fundamental
+  // type); the caller destroys it. An unknown tag throws as above,
+  // constructing nothing.
+  static AttributeBytesValue* CreateAttributeBytesValueAt(AttributeBytesValueEnum type, void* memory);
 };
