@@ -3,12 +3,15 @@
 // memory beside time (include from exactly one bench/*.cpp, after
 // BenchSupport.h).
 //
-// peakKiB(operation) runs the operation once in a forked child and returns
-// the growth of the child's resident set during it: the high-water mark
-// (VmHWM, reset just before the operation through /proc/self/clear_refs)
-// minus the resident set at that moment, after the inherited free heap memory
-// has been handed back to the system (malloc_trim). Pages the operation only
-// reserves and never touches do not count, as they cost nothing.
+// peakKiB(operation) runs the operation in a forked child and returns the
+// growth of the child's resident set during it: the high-water mark (VmHWM,
+// reset just before the operation through /proc/self/clear_refs) minus the
+// resident set at that moment, after the inherited free heap memory has been
+// handed back to the system (malloc_trim). The operation runs once before it
+// is measured, so that the pages of code it runs (mapped into the child's
+// resident set on first touch) are not counted as its memory. Pages the
+// operation only reserves and never touches do not count, as they cost
+// nothing.
 //
 // Peaks are kept by case name ("<case>/ours", "<case>/<peer>", as for the
 // times); printPeakRatios() prints one line per pair:
@@ -48,6 +51,7 @@ double peakKiB(Operation operation) {
   const pid_t child = fork();
   if (child == 0) {
     close(channel[0]);
+    operation();
     malloc_trim(0);
     long result = -1;
     // "5" resets the resident set high-water mark (VmHWM) to the current size.

@@ -524,7 +524,8 @@ TEST(ZlibCompressedBuffer, InflationStopsSoonAfterTheClaimedSize) {
   });
   const long long seen = atLeastIn(oneCall);
   EXPECT_GT(seen, 1000) << oneCall;
-  EXPECT_LE(seen, 1000 + static_cast<long long>(ZlibCompressedBuffer::kSizeCountingAllowance) + 16 * 1024) << oneCall;
+  EXPECT_LE(seen, 1000 + static_cast<long long>(ZlibCompressedBuffer::kMinimumSizeCountingAllowance) + 4 * 1024)
+      << oneCall;
   EXPECT_EQ(oneCall, "ZlibCompressedBuffer::uncompressData(): Uncompressed data size (at least " +
                          std::to_string(seen) + ") doesn't match the expected size of the original data (1000)!");
   ZlibCompressedBuffer loaded(forged);
@@ -535,14 +536,32 @@ TEST(ZlibCompressedBuffer, InflationStopsSoonAfterTheClaimedSize) {
   EXPECT_EQ(out, (ByteBuffer{0x22}));
 
   // Within the allowance the true size is still found and named.
-  const ByteBuffer near = zerosStream(1000 + ZlibCompressedBuffer::kSizeCountingAllowance / 2);
+  const ByteBuffer near = zerosStream(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2);
   ByteBuffer nearForged = near;
   CompressedBuffer::AppendFooterInfo(nearForged, 1000, -1, CFE_ZLIB);
   EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
               ByteBuffer restored;
               ZlibCompressedBuffer::UncompressData(nearForged, restored);
             }),
-            mismatchMessage(1000 + ZlibCompressedBuffer::kSizeCountingAllowance / 2, 1000));
+            mismatchMessage(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, 1000));
+
+  // The allowance grows with the claim: as many bytes again as claimed.
+  ByteBuffer largerClaim = stream;
+  CompressedBuffer::AppendFooterInfo(largerClaim, 100000, 9, CFE_ZLIB);
+  const std::string larger = messageOfThrow<CPExceptionCompression>([&] {
+    ByteBuffer out;
+    ZlibCompressedBuffer::UncompressData(largerClaim, out);
+  });
+  EXPECT_GT(atLeastIn(larger), 200000) << larger;
+  EXPECT_LE(atLeastIn(larger), 200000 + 4 * 1024) << larger;
+  const ByteBuffer nearLarger = zerosStream(190000);
+  ByteBuffer nearLargerForged = nearLarger;
+  CompressedBuffer::AppendFooterInfo(nearLargerForged, 100000, -1, CFE_ZLIB);
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer restored;
+              ZlibCompressedBuffer::UncompressData(nearLargerForged, restored);
+            }),
+            mismatchMessage(190000, 100000));
 
   // The routine that reports instead of throwing.
   ByteBuffer kept{0x33};
@@ -552,11 +571,12 @@ TEST(ZlibCompressedBuffer, InflationStopsSoonAfterTheClaimedSize) {
   EXPECT_TRUE(result.sizeIsLowerBound);
   EXPECT_EQ(static_cast<long long>(result.size), seen);
   EXPECT_EQ(kept, (ByteBuffer{0x33}));
-  result = ZlibCompressedBuffer::InflateClaimedSize(near.data(), static_cast<unsigned long>(near.size()),
-                                                    1000 + ZlibCompressedBuffer::kSizeCountingAllowance / 2, kept);
+  result =
+      ZlibCompressedBuffer::InflateClaimedSize(near.data(), static_cast<unsigned long>(near.size()),
+                                               1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, kept);
   EXPECT_TRUE(result.sizeMatches);
   EXPECT_FALSE(result.sizeIsLowerBound);
-  EXPECT_EQ(kept, ByteBuffer(1000 + ZlibCompressedBuffer::kSizeCountingAllowance / 2, 0));
+  EXPECT_EQ(kept, ByteBuffer(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, 0));
 }
 
 TEST(CompressedBuffer, OriginalSizesAboveTheCeilingAreRefusedBeforeAllocating) {

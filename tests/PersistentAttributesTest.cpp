@@ -571,7 +571,7 @@ TEST(PersistentAttributes, HostileStatesAreRefusedByWhatTheyClaim) {
     ASSERT_EQ(message.rfind(prefix, 0), 0u) << message;
     const unsigned long long seen = std::stoull(message.substr(prefix.size()));
     EXPECT_GT(seen, 1000u);
-    EXPECT_LE(seen, 1000u + ZlibCompressedBuffer::kSizeCountingAllowance + 16 * 1024);
+    EXPECT_LE(seen, 1000u + ZlibCompressedBuffer::kMinimumSizeCountingAllowance + 4 * 1024);
     EXPECT_EQ(message, prefix + std::to_string(seen) + ") doesn't match the expected original size (1000).");
   }
 

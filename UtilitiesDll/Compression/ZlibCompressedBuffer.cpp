@@ -22,7 +22,7 @@ constexpr unsigned long kMaximumOriginalSize = 0x7FFFFFFFUL;
 // before inflate writes it), and output beyond the original size is counted
 // in a scratch buffer of this size.
 constexpr std::size_t kOutputStep = std::size_t{256} * 1024;
-constexpr std::size_t kCountingScratchSize = std::size_t{16} * 1024;
+constexpr std::size_t kCountingScratchSize = std::size_t{4} * 1024;
 
 const char* zlibErrorName(int code) noexcept {
   switch (code) {
@@ -150,7 +150,7 @@ class DeflateStreamGuard {
 // How one bounded inflation ended.
 struct BoundedInflation {
   // Z_STREAM_END: the stream ended, `produced` is its whole output.
-  // Z_OK: inflation stopped kSizeCountingAllowance bytes past the claim
+  // Z_OK: inflation stopped the counting allowance past the claim
   // before the stream ended; `produced` is a lower bound.
   // Z_BUF_ERROR: the input ended before the stream did.
   // Anything else: zlib's failure, with its message (zlib's messages are
@@ -165,7 +165,8 @@ struct BoundedInflation {
 // The library's one inflation loop. Inflates the stream into `kept`,
 // reserved at `claimed` bytes and grown step by step as output comes, keeping
 // at most `claimed` bytes; output beyond them is counted in a scratch buffer
-// up to kSizeCountingAllowance more, then inflation stops. `kept` holds the
+// up to `claimed` more (at least kMinimumSizeCountingAllowance), then
+// inflation stops. `kept` holds the
 // kept output on return.
 BoundedInflation inflateBounded(const unsigned char* compressed, unsigned long compressedSize, std::size_t claimed,
                                 ByteBuffer& kept) {
@@ -227,7 +228,8 @@ BoundedInflation inflateBounded(const unsigned char* compressed, unsigned long c
 
   // `claimed` bytes are kept and the stream has not ended: count what follows.
   unsigned long long total = produced;
-  const unsigned long long stopAt = total + ZlibCompressedBuffer::kSizeCountingAllowance;
+  const unsigned long long stopAt =
+      total + std::max<unsigned long long>(claimed, ZlibCompressedBuffer::kMinimumSizeCountingAllowance);
   unsigned char scratch[kCountingScratchSize];
   for (;;) {
     stream.next_out = scratch;

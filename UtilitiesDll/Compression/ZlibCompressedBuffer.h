@@ -28,10 +28,11 @@
 //    and filled chunk by chunk as data comes out, so a footer that claims
 //    more than the stream holds costs no memory it does not fill;
 //  - inflation stops soon after the output passes the original size: at
-//    most kSizeCountingAllowance bytes beyond it are counted (not kept) to
-//    name the true size; a stream that goes on past that is refused with
-//    "(at least N)" in place of the size, N being the bytes seen. The work
-//    is bounded by the original size, never by what the stream would give.
+//    most as many bytes again as the original size (and at least
+//    kMinimumSizeCountingAllowance) are counted beyond it, not kept, to name
+//    the true size; a stream that goes on past that is refused with "(at
+//    least N)" in place of the size, N being the bytes seen. The work is
+//    bounded by twice the original size, never by what the stream would give.
 // Neither path reads outside the input. InflateClaimedSize is the one
 // inflation routine the library's readers share.
 
@@ -44,8 +45,9 @@ class HDU_API ZlibCompressedBuffer : public CompressedBuffer {
  public:
   // The highest expansion deflate data can achieve (see above).
   enum : unsigned long { kMaximumExpansionRatio = 1032 };
-  // How far past the original size output is counted to name the true size.
-  enum : unsigned long { kSizeCountingAllowance = 64UL * 1024 };
+  // How far past the original size output is counted, at least, to name the
+  // true size (see above).
+  enum : unsigned long { kMinimumSizeCountingAllowance = 16UL * 1024 };
 
   // What InflateClaimedSize found.
   struct InflationResult {

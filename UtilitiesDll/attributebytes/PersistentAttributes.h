@@ -48,8 +48,9 @@
 //     CPExceptionMissingOrBadPersistentAttributesFormat ("Size of
 //     decompressed data (%ld) doesn't match the expected original size
 //     (%ld)."). Inflation stops soon after the output passes the original
-//     size (ZlibCompressedBuffer::kSizeCountingAllowance bytes later), so a
-//     small stream that inflates to gigabytes costs no more than its claim;
+//     size (as many bytes again, at least ZlibCompressedBuffer::
+//     kMinimumSizeCountingAllowance), so a small stream that inflates to
+//     gigabytes costs no more than twice its claim;
 //     when it stops before the stream's end the true size is not known, and
 //     the message says "at least N" in place of the first number, N being
 //     the bytes seen. Bytes between the end of the zlib stream and the footer
