@@ -113,10 +113,28 @@ bool UtcTime::SetFromIso8601String(const std::string& text) {
   return true;
 }
 
+namespace {
+
+// The machine's current UTC offset, looked up at most once a second per
+// thread: reading a settings state converts every date-time record, and the
+// offset can only change from one second to the next.
+std::int64_t currentUtcOffset() noexcept {
+  thread_local std::int64_t t_second = std::numeric_limits<std::int64_t>::min();
+  thread_local std::int64_t t_offset = 0;
+  const std::int64_t now = PlatformFacilities::utcSecondsNow();
+  if (now != t_second) {
+    t_offset = PlatformFacilities::currentUtcOffsetSeconds();
+    t_second = now;
+  }
+  return t_offset;
+}
+
+}  // namespace
+
 std::int64_t UtcTime::ToTime64() const noexcept {
-  return ToTime64WithOffset(PlatformFacilities::currentUtcOffsetSeconds());
+  return ToTime64WithOffset(currentUtcOffset());
 }
 
 UtcTime UtcTime::FromTime64(std::int64_t time64) noexcept {
-  return FromTime64WithOffset(time64, PlatformFacilities::currentUtcOffsetSeconds());
+  return FromTime64WithOffset(time64, currentUtcOffset());
 }

@@ -4,8 +4,9 @@
 // The 64-bit time value of the record formats ("time64") counts seconds since
 // 1970-01-01 00:00:00 as well, but on the machine's local clock: writing adds
 // the machine's current offset from UTC (east positive, daylight saving
-// included as it is in force at the moment of conversion) and reading
-// subtracts the offset current at that moment. A value written and read on
+// included as it is in force at the moment of conversion; looked up at most
+// once a second per thread) and reading subtracts the offset current at that
+// moment. A value written and read on
 // the same machine in the same season therefore comes back unchanged; the
 // ...WithOffset forms take the offset explicitly.
 

@@ -153,7 +153,7 @@ Result AttributeBytes::WalkBufferToCreateInOneBlock(const unsigned char*& cursor
                                                     const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const auto idTag = static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(walk, left));
+  const auto idTag = static_cast<AttributeBytesIdEnum>(AttributeBytesWire::walkByte(walk, left));
   // The block: the record, the id, room for the largest value. The value's
   // tag is only known once the id is read.
   const std::size_t idOffset = alignedSize(sizeof(AttributeBytes));
@@ -165,10 +165,10 @@ Result AttributeBytes::WalkBufferToCreateInOneBlock(const unsigned char*& cursor
   PartPointer<AttributeBytesId> id(AttributeBytesIdFactory::CreateAttributeBytesIdAt(idTag, memory + idOffset),
                                    PartDeleter{true});
   id->WalkBufferToSetIdentifier(walk, left);
-  const auto valueTag = static_cast<AttributeBytesValueEnum>(ByteBuffer::WalkBufferToGetByte(walk, left));
+  const auto valueTag = static_cast<AttributeBytesValueEnum>(AttributeBytesWire::walkByte(walk, left));
   PartPointer<AttributeBytesValue> value(
       AttributeBytesValueFactory::CreateAttributeBytesValueAt(valueTag, memory + valueOffset), PartDeleter{true});
-  value->SetSpecified(ByteBuffer::WalkBufferToGetByte(walk, left) == 0);
+  value->SetSpecified(AttributeBytesWire::walkByte(walk, left) == 0);
   if (valueTag == ABVTE_LIST) {
     static_cast<AttributeBytesListValue&>(*value).WalkBufferToSetValue(walk, left, source);
   } else {
@@ -195,17 +195,42 @@ AttributeBytesSharedPtr AttributeBytes::WalkBufferToCreateAttributeBytesSharedPt
   return WalkBufferToCreateInOneBlock<AttributeBytesSharedPtr>(cursor, remaining, source);
 }
 
+void AttributeBytes::WalkBufferToInspectAttributeBytes(
+    const unsigned char*& cursor, unsigned int& remaining, const AttributeBytesSource& source,
+    const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect) {
+  alignas(std::max_align_t) unsigned char idMemory[AttributeBytesIdFactory::kLargestIdSize];
+  alignas(std::max_align_t) unsigned char valueMemory[AttributeBytesValueFactory::kLargestValueSizeBound];
+  const unsigned char* walk = cursor;
+  unsigned int left = remaining;
+  const auto idTag = static_cast<AttributeBytesIdEnum>(AttributeBytesWire::walkByte(walk, left));
+  PartPointer<AttributeBytesId> id(AttributeBytesIdFactory::CreateAttributeBytesIdAt(idTag, idMemory),
+                                   PartDeleter{true});
+  id->WalkBufferToSetIdentifier(walk, left);
+  const auto valueTag = static_cast<AttributeBytesValueEnum>(AttributeBytesWire::walkByte(walk, left));
+  PartPointer<AttributeBytesValue> value(AttributeBytesValueFactory::CreateAttributeBytesValueAt(valueTag, valueMemory),
+                                         PartDeleter{true});
+  value->SetSpecified(AttributeBytesWire::walkByte(walk, left) == 0);
+  if (valueTag == ABVTE_LIST) {
+    static_cast<AttributeBytesListValue&>(*value).WalkBufferToSetValue(walk, left, source);
+  } else {
+    value->WalkBufferToSetValue(walk, left);
+  }
+  inspect(*id, *value);
+  cursor = walk;
+  remaining = left;
+}
+
 void AttributeBytes::WalkBufferToGetParts(const unsigned char*& cursor, unsigned int& remaining,
                                           const AttributeBytesSource& source, std::unique_ptr<AttributeBytesId>& idOut,
                                           std::unique_ptr<AttributeBytesValue>& valueOut) {
-  const auto idTag = static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(cursor, remaining));
+  const auto idTag = static_cast<AttributeBytesIdEnum>(AttributeBytesWire::walkByte(cursor, remaining));
   std::unique_ptr<AttributeBytesId> id = AttributeBytesIdFactory::CreateAttributeBytesId(idTag);
   id->WalkBufferToSetIdentifier(cursor, remaining);
 
-  const auto valueTag = static_cast<AttributeBytesValueEnum>(ByteBuffer::WalkBufferToGetByte(cursor, remaining));
+  const auto valueTag = static_cast<AttributeBytesValueEnum>(AttributeBytesWire::walkByte(cursor, remaining));
   std::unique_ptr<AttributeBytesValue> value = AttributeBytesValueFactory::CreateAttributeBytesValue(
       valueTag, NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
-  value->SetSpecified(ByteBuffer::WalkBufferToGetByte(cursor, remaining) == 0);
+  value->SetSpecified(AttributeBytesWire::walkByte(cursor, remaining) == 0);
   if (valueTag == ABVTE_LIST) {
     static_cast<AttributeBytesListValue&>(*value).WalkBufferToSetValue(cursor, remaining, source);
   } else {

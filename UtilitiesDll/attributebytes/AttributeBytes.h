@@ -31,6 +31,7 @@
 #include "hdUtilitiesExport.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -100,6 +101,12 @@ class HDU_API AttributeBytes {
   static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(
       const unsigned char*& cursor, unsigned int& remaining,
       const AttributeBytesSource& source = AttributeBytesSource());
+  // Parses the record at the cursor without keeping it (its parts are built
+  // on the stack, shown to `inspect`, then destroyed), advancing the cursor:
+  // a check that the record reads, at a fraction of the cost of making it.
+  static void WalkBufferToInspectAttributeBytes(
+      const unsigned char*& cursor, unsigned int& remaining, const AttributeBytesSource& source,
+      const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect);
   static AttributeBytesSharedPtr WalkBufferToCreateAttributeBytesSharedPtr(
       const unsigned char*& cursor, unsigned int& remaining,
       const AttributeBytesSource& source = AttributeBytesSource());

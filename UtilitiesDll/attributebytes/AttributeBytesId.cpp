@@ -149,7 +149,7 @@ void AttributeBytesNumericId::AppendIdentifierState(ByteBuffer& out) const {
 }
 
 void AttributeBytesNumericId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
-  m_number = ByteBuffer::WalkBufferToGetLong(cursor, remaining);  // consumes nothing when it throws
+  m_number = AttributeBytesWire::walkLong(cursor, remaining);  // consumes nothing when it throws
 }
 
 AttributeBytesFeatureId::AttributeBytesFeatureId(long featureId) noexcept : AttributeBytesNumericId(featureId) {}
@@ -282,8 +282,8 @@ void AttributeBytesCapabilityId::AppendIdentifierState(ByteBuffer& out) const {
 void AttributeBytesCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const short capabilityType = ByteBuffer::WalkBufferToGetShort(walk, left);
-  const long featureId = ByteBuffer::WalkBufferToGetLong(walk, left);
+  const short capabilityType = AttributeBytesWire::walkShort(walk, left);
+  const long featureId = AttributeBytesWire::walkLong(walk, left);
   m_capabilityType = capabilityType;
   m_featureId = featureId;
   cursor = walk;
@@ -331,7 +331,7 @@ void AttributeBytesNewCapabilityId::AppendIdentifierState(ByteBuffer& out) const
 void AttributeBytesNewCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const short capabilityType = ByteBuffer::WalkBufferToGetShort(walk, left);
+  const short capabilityType = AttributeBytesWire::walkShort(walk, left);
   CXString newFeatureId = ByteBuffer::WalkBufferToGetCountedString(walk, left);
   m_capabilityType = capabilityType;
   m_newFeatureId = std::move(newFeatureId);

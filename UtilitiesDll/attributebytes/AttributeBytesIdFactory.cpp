@@ -38,6 +38,16 @@ auto withIdClass(AttributeBytesIdEnum type, Action action) {
             static_cast<long long>(type), static_cast<unsigned long long>(static_cast<unsigned>(type)));
 }
 
+static_assert(sizeof(AttributeBytesFeatureId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesNewFeatureId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesValueId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesNewValueId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesListOfValuesItemId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesCapabilityId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesNewCapabilityId) <= AttributeBytesIdFactory::kLargestIdSize &&
+                  sizeof(AttributeBytesNameSpacesId) <= AttributeBytesIdFactory::kLargestIdSize,
+              "an id class outgrew kLargestIdSize");
+
 }  // namespace
 
 std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesId(AttributeBytesIdEnum type) {

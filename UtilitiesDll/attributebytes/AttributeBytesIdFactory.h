@@ -9,6 +9,9 @@
 
 class HDU_API AttributeBytesIdFactory {
  public:
+  // Every id class fits in this many bytes (checked where the classes are
+  // listed).
+  enum : std::size_t { kLargestIdSize = 128 };
   // A new, default-constructed id of the class for `type` (tags 2 to 9).
   // Any other tag, 1 ("ABIDE_UNSPECIFIED") included, throws
   // CPExceptionUnhandledSyntax: "Unhandled AttributeBytesId type, <debug

@@ -344,7 +344,7 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteB
 void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const unsigned char* state, unsigned int length) {
   const unsigned char* cursor = state;
   unsigned int remaining = state == nullptr ? 0 : length;
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kIndexedListSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),
@@ -361,7 +361,7 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const std::
   const bool inside = storage && offset <= storage->size() && length <= storage->size() - offset;
   const unsigned char* cursor = inside ? storage->data() + offset : nullptr;
   unsigned int remaining = inside ? AttributeBytesWire::remainingCountOf(length) : 0;
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kIndexedListSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),

@@ -52,7 +52,7 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(Byte
   const unsigned char* const start = storage->empty() ? nullptr : storage->data();
   const unsigned char* cursor = start;
   unsigned int remaining = AttributeBytesWire::remainingCountOf(storage->size());
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kNameSpacesSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState"),

@@ -250,7 +250,7 @@ namespace {
 void checkRawListSignature(const unsigned char* state, unsigned int length) {
   const unsigned char* cursor = state;
   unsigned int remaining = state == nullptr ? 0 : length;
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kRawListSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesRawList::ImportAttributeBytesRawListState"),

@@ -57,7 +57,14 @@ bool AttributeBytesReader::ReadNextAttributeBytes(AttributeBytes& out) {
 }
 
 bool AttributeBytesReader::SkipNextAttributeBytes() {
-  return ReadNext([this](const unsigned char*& cursor, unsigned int& remaining) {
-    AttributeBytes::WalkBufferToCreateAttributeBytes(cursor, remaining, m_source);
+  static const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)> kIgnore =
+      [](const AttributeBytesId&, const AttributeBytesValue&) {};
+  return InspectNextAttributeBytes(kIgnore);
+}
+
+bool AttributeBytesReader::InspectNextAttributeBytes(
+    const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect) {
+  return ReadNext([this, &inspect](const unsigned char*& cursor, unsigned int& remaining) {
+    AttributeBytes::WalkBufferToInspectAttributeBytes(cursor, remaining, m_source, inspect);
   });
 }

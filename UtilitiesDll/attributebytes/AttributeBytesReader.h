@@ -21,9 +21,12 @@
 #include "attributebytes/AttributeBytesSharedPtr.h"
 #include "hdUtilitiesExport.h"
 
+#include <functional>
 #include <memory>
 
 class AttributeBytes;
+class AttributeBytesId;
+class AttributeBytesValue;
 
 class HDU_API AttributeBytesReader {
  public:
@@ -57,6 +60,11 @@ class HDU_API AttributeBytesReader {
   bool ReadNextAttributeBytes(AttributeBytes& out);
   // Parses and discards the next record; false at the end.
   bool SkipNextAttributeBytes();
+  // Parses the next record without keeping it and shows its id and value to
+  // `inspect` (AttributeBytes::WalkBufferToInspectAttributeBytes); false at
+  // the end.
+  bool InspectNextAttributeBytes(
+      const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect);
 
  private:
   template <class Parse>

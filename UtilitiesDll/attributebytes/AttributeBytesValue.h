@@ -154,10 +154,11 @@ class HDU_API AttributeBytesValue {
 };
 
 // Tag 2: one option, named by an id (normally a feature id or a value id).
-// The default value names value id 0 and is not specified.
+// The default value names value id 0 and is not specified (it holds no id of
+// its own until it is given one).
 class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
  public:
-  AttributeBytesOptionValue();
+  AttributeBytesOptionValue() noexcept;
   // Takes ownership of the id (a null pointer throws CPExceptionAutoPtrNull).
   explicit AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> id, bool specified = true);
   explicit AttributeBytesOptionValue(const AttributeBytesId& id, bool specified = true);
@@ -171,7 +172,7 @@ class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
   void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesValue::WalkBufferToSetValue;
 
-  const AttributeBytesId& GetValue() const noexcept { return *m_id; }
+  const AttributeBytesId& GetValue() const noexcept;
   void SetValue(std::unique_ptr<AttributeBytesId> id);
   void SetValue(const AttributeBytesId& id);
   // The id as a feature id or a value id. An id of another class throws

@@ -53,6 +53,9 @@ constexpr std::size_t kLargestValueSize = std::max(
      sizeof(AttributeBytesDimensionValue), sizeof(AttributeBytesResolutionValue), sizeof(AttributeBytesDataBlobValue),
      sizeof(AttributeBytesListValue), sizeof(AttributeBytesDateTimeValue)});
 
+static_assert(kLargestValueSize <= AttributeBytesValueFactory::kLargestValueSizeBound,
+              "a value class outgrew kLargestValueSizeBound");
+
 }  // namespace
 
 std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttributeBytesValue(

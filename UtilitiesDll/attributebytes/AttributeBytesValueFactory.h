@@ -11,6 +11,9 @@ class IAttributeBytesDebugDisplayHelper;
 
 class HDU_API AttributeBytesValueFactory {
  public:
+  // Every value class fits in this many bytes (checked where the classes are
+  // listed).
+  enum : std::size_t { kLargestValueSizeBound = 256 };
   // A new, default-constructed (not specified) value of the class for `type`
   // (tags 2 to 12). Any other tag, 1 ("ABVTE_UNSPECIFIED") included, throws
   // CPExceptionUnhandledSyntax: "Unhandled AttributeBytesValue syntax, <debug

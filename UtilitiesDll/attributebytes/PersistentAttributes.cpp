@@ -6,11 +6,13 @@
 #include "LowLevelFacilities/Formatter.h"
 #include "attributebytes/AttributeBytes.h"
 #include "attributebytes/AttributeBytesIndexedList.h"
+#include "attributebytes/AttributeBytesReader.h"
 #include "attributebytes/AttributeBytesValue.h"
 #include "attributebytes/AttributeBytesWire.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
 #include <algorithm>
+#include <functional>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -69,20 +71,27 @@ class WellKnownNameSpaceDisplayHelper : public IAttributeBytesDebugDisplayHelper
   const IAttributeBytesDebugDisplayHelper& m_inner;
 };
 
-// One list still to be walked by checkEveryRecord, with the record that owns
-// it (kept alive while the list is walked).
+// One list still to be walked by checkEveryRecord (it shares the state's
+// bytes, so holding it costs no copy).
 struct PendingList {
-  AttributeBytesSharedPtr owner;
-  const AttributeBytesRawList* list;
+  AttributeBytesRawList list;
   unsigned depth;  // 1 for a namespace's own list
 };
 
+[[noreturn]] void throwNestedTooDeep() {
+  HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
+            HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
+            "The namespaces state holds list values nested deeper than %u levels.",
+            static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth));
+}
+
 // Parses every record of every namespace, lists nested in list values
-// included. The walk keeps a work list instead of recursing, so that deeply
-// nested lists cannot exhaust the stack, and a list is finished before the
-// lists inside it are walked, so that only the pending lists are held (they
-// share the state's bytes). Lists nested deeper than
-// PersistentAttributes::kMaximumCheckedListDepth fail the check before
+// included. The records are read without being kept (each is built on the
+// stack, checked and dropped). The walk keeps a work list instead of
+// recursing, so that deeply nested lists cannot exhaust the stack, and a
+// list is finished before the lists inside it are walked, so that only the
+// pending lists are held (they share the state's bytes). Lists nested deeper
+// than PersistentAttributes::kMaximumCheckedListDepth fail the check before
 // their records are read.
 void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
   std::vector<PendingList> pending;
@@ -97,23 +106,24 @@ void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
                 "The namespaces state holds a record that is not a namespace list (%s, %s).",
                 id.GetDebugDisplayString(), value.GetTypeDebugDisplayString());
     }
-    pending.push_back({record, &value.GetListValue().GetValue(), 1});
+    pending.push_back({value.GetListValue().GetValue(), 1});
   }
+  unsigned depth = 0;
+  const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)> inspect =
+      [&pending, &depth](const AttributeBytesId&, const AttributeBytesValue& value) {
+        if (value.IsList()) {
+          if (depth >= PersistentAttributes::kMaximumCheckedListDepth) {
+            throwNestedTooDeep();
+          }
+          pending.push_back({value.GetListValue().GetValue(), depth + 1});
+        }
+      };
   while (!pending.empty()) {
     const PendingList current = std::move(pending.back());
     pending.pop_back();
-    AttributeBytesRawListIterator iterator = current.list->GetRawListIterator();
-    while (AttributeBytesSharedPtr record = current.list->GetNextAttributeBytesFromRawListIterator(iterator)) {
-      const AttributeBytesValue& value = record->GetAttributeBytesValue();
-      if (value.IsList()) {
-        if (current.depth >= PersistentAttributes::kMaximumCheckedListDepth) {
-          HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
-                    HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
-                    "The namespaces state holds list values nested deeper than %u levels.",
-                    static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth));
-        }
-        pending.push_back({record, &value.GetListValue().GetValue(), current.depth + 1});
-      }
+    depth = current.depth;
+    AttributeBytesReader reader(current.list);
+    while (reader.InspectNextAttributeBytes(inspect)) {
     }
   }
 }
