@@ -219,23 +219,29 @@ TEST(PersistentAttributes, RealisticStatesRoundTripByteForByte) {
   EXPECT_EQ(edited.GetPersistentAttributesStateSize(), 29u);
 }
 
-TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
-  // The object holds real contents and the header of an older state, so that
-  // a failed import that touched either would show.
+// Every way an import can fail, step by step. Each test starts from an
+// object holding real contents and the header of an older state, so that a
+// failed import that touched either would show (expectImportFailure checks
+// the object and the version argument after each failure, in both modes).
+class PersistentAttributesImportFailure : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(object.ImportPersistentAttributesState(
+        persisted(abns, "10 00 00 00 05 00 06 20 06 00 01 00 00 00 02 00"), version, true, true));
+    ASSERT_EQ(object.GetHeader().GetCreatorVersion(), DriverVersion(6, 1, 0, 2));
+  }
+
   const AttributeBytesNameSpaces nameSpaces = patest::realisticNameSpaces(1);
   const ByteBuffer abns = nameSpacesStateOf(nameSpaces);
   PersistentAttributes object;
   DriverVersion version;
-  ASSERT_TRUE(object.ImportPersistentAttributesState(persisted(abns, "10 00 00 00 05 00 06 20 06 00 01 00 00 00 02 00"),
-                                                     version, true, true));
-  ASSERT_EQ(object.GetHeader().GetCreatorVersion(), DriverVersion(6, 1, 0, 2));
-
   const ByteBuffer good = persisted(abns);
   const ByteBuffer header = hexBytes(kCurrentHeader);
   const ByteBuffer stream = zlibStream(abns);
-  const auto size = static_cast<std::int32_t>(abns.size());
+  const std::int32_t size = static_cast<std::int32_t>(abns.size());
+};
 
-  // 1-2. The header.
+TEST_F(PersistentAttributesImportFailure, Step2TheHeaderMustBeThereAndCurrent) {
   for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{15}}) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, ByteBuffer(good.begin(), good.begin() + static_cast<long>(length)),
@@ -257,8 +263,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                  "PersistentAttributes::GetMajorComponentsFromStateDataBuffer", kFile},
         other);
   }
+}
 
-  // 3. The footer.
+TEST_F(PersistentAttributesImportFailure, Step3TheFooterMustBeThere) {
   expectImportFailure<CPExceptionMissingOrBadCompressedBufferFooter>(
       object, concat({header, stream}),
       Expected{"Footer information missing (buffer is " + std::to_string(stream.size()) +
@@ -267,8 +274,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                "CompressedBuffer::GetFooterInfo", ""},
       "no footer");
   expectImportFailure<CPExceptionMissingOrBadCompressedBufferFooter>(object, header, Expected{}, "header only");
+}
 
-  // 4. What the footer says, against the compressed bytes.
+TEST_F(PersistentAttributesImportFailure, Step4WhatTheFooterSaysMustFitTheData) {
   struct ValidationRow {
     ByteBuffer state;
     std::string message;
@@ -306,8 +314,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, row.state, Expected{row.message, "PersistentAttributes::ValidateCompressedData", kFile}, row.message);
   }
+}
 
-  // 5. The zlib data itself.
+TEST_F(PersistentAttributesImportFailure, Step3TheZlibDataMustBeSound) {
   ByteBuffer badCheck = stream;
   badCheck.back() ^= 0x01;  // the Adler-32 at the end of the stream
   expectImportFailure<CPExceptionCompression>(
@@ -323,8 +332,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
   badBlock[2] = 0xFF;  // block type 3 (reserved)
   expectImportFailure<CPExceptionCompression>(object, concat({header, badBlock, footer(1, -1, size)}), Expected{},
                                               "bad block type");
+}
 
-  // 6. The decompressed size against the footer.
+TEST_F(PersistentAttributesImportFailure, Step3TheDecompressedSizeMustMatchTheFooter) {
   for (const std::int32_t claimed : {size - 1, size + 1, std::int32_t{1}}) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, concat({header, stream, footer(1, -1, claimed)}),
@@ -333,8 +343,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                  "PersistentAttributes::GetComponentsFromCompressedDataBuffer", kFile},
         "claimed " + std::to_string(claimed));
   }
+}
 
-  // 7. The namespaces state inside: signatures, then records.
+TEST_F(PersistentAttributesImportFailure, Step5TheNameSpacesStateMustBeSound) {
   const char* const badSignature = "Import request ignored. This expected signature is missing or doesn't match.";
   struct SignatureRow {
     std::size_t offset;
@@ -361,9 +372,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
       persisted(concat({hexBytes("41 42 4E 53 07 00 04 00 00 00 E7 03 41 42 49 4C 41 42 52 4C"),
                         hexBytes("09 04 00 00 00 05 00 01 09 04 00 00 00 05 00 00")})),
       Expected{}, "the same namespace twice");
+}
 
-  // 8. Records inside a namespace's list: parsed when read, or at once when
-  // every record is checked.
+TEST_F(PersistentAttributesImportFailure, Step5RecordsAreCheckedWhenAskedOtherwiseWhenRead) {
   AttributeBytesRawList damagedList;
   damagedList.ImportAttributeBytesRawListState(hexBytes("41 42 52 4C 02 05 00 00 00 03 00 2C 01"));
   AttributeBytesRawList nestedDamage;
@@ -389,8 +400,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
       Expected{"The namespaces state holds a record that is not a namespace list (Feature(5), ABVTE_INTEGER).",
                "PersistentAttributes::ImportPersistentAttributesState", kFile},
       "not a namespace", true);
+}
 
-  // A failed importing constructor without exceptions leaves a default object.
+TEST_F(PersistentAttributesImportFailure, AFailedImportingConstructorLeavesADefaultObject) {
   version = DriverVersion(1, 1, 1, 1);
   const PersistentAttributes failed(ByteBuffer(good.begin(), good.begin() + 15), false, &version);
   EXPECT_EQ(version, DriverVersion());
