@@ -150,7 +150,7 @@ class AttributeBytesNodeAllocator {
     AddPool();
   }
   AttributeBytesNodeAllocator& operator=(const AttributeBytesNodeAllocator& other) noexcept {
-    if (m_pool != other.m_pool) {
+    if (this != &other && m_pool != other.m_pool) {
       DropPool();
       m_pool = other.m_pool;
       AddPool();
