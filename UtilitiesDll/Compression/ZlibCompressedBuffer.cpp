@@ -150,8 +150,8 @@ class DeflateStreamGuard {
 // How one bounded inflation ended.
 struct BoundedInflation {
   // Z_STREAM_END: the stream ended, `produced` is its whole output.
-  // Z_OK: inflation stopped the counting allowance past the claim
-  // before the stream ended; `produced` is a lower bound.
+  // Z_OK: inflation stopped the counting allowance past the claim before
+  // the stream ended; `produced` is a lower bound.
   // Z_BUF_ERROR: the input ended before the stream did.
   // Anything else: zlib's failure, with its message (zlib's messages are
   // static texts) when it gave one.
@@ -166,8 +166,7 @@ struct BoundedInflation {
 // reserved at `claimed` bytes and grown step by step as output comes, keeping
 // at most `claimed` bytes; output beyond them is counted in a scratch buffer
 // up to `claimed` more (at least kMinimumSizeCountingAllowance), then
-// inflation stops. `kept` holds the
-// kept output on return.
+// inflation stops. `kept` holds the kept output on return.
 BoundedInflation inflateBounded(const unsigned char* compressed, unsigned long compressedSize, std::size_t claimed,
                                 ByteBuffer& kept) {
   BoundedInflation result;
