@@ -38,6 +38,10 @@ bool AttributeBytesId::GetOrderingNumber(std::int64_t&) const noexcept {
   return false;
 }
 
+bool AttributeBytesId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  return LessThan(sameTypeOther);
+}
+
 AttributeBytesId::~AttributeBytesId() = default;
 
 void AttributeBytesId::AttributeBytesDump(const DumpArgs& dumpArgs,
@@ -207,6 +211,10 @@ bool AttributeBytesNamedId::LessThan(const AttributeBytesId& other) const {
   return m_name < static_cast<const AttributeBytesNamedId&>(other).m_name;
 }
 
+bool AttributeBytesNamedId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  return m_name < static_cast<const AttributeBytesNamedId&>(sameTypeOther).m_name;
+}
+
 void AttributeBytesNamedId::AppendIdentifierState(ByteBuffer& out) const {
   AttributeBytesWire::appendCountedString(out, m_name);
 }
@@ -312,7 +320,11 @@ bool AttributeBytesNewCapabilityId::LessThan(const AttributeBytesId& other) cons
   if (!sameType(*this, other)) {
     return typeLess(*this, other);
   }
-  const auto& that = static_cast<const AttributeBytesNewCapabilityId&>(other);
+  return LessThanSameType(other);
+}
+
+bool AttributeBytesNewCapabilityId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  const auto& that = static_cast<const AttributeBytesNewCapabilityId&>(sameTypeOther);
   if (m_newFeatureId != that.m_newFeatureId) {
     return m_newFeatureId < that.m_newFeatureId;
   }

@@ -63,6 +63,9 @@ class HDU_API AttributeBytesId {
   // as their numbers do, and returns true. Others return false. Lets sorted
   // containers compare without calling LessThan.
   virtual bool GetOrderingNumber(std::int64_t& number) const noexcept;
+  // LessThan for an id known to have this id's tag (sorted containers know
+  // it from the tags); the type check is left out.
+  virtual bool LessThanSameType(const AttributeBytesId& sameTypeOther) const;
   virtual std::unique_ptr<AttributeBytesId> Clone() const = 0;
   // One line: the type name and the display text ("ABIDE_FEATURE Feature(5)").
   virtual void AttributeBytesDump(const DumpArgs& dumpArgs, const IAttributeBytesDebugDisplayHelper& helper) const;
@@ -199,6 +202,7 @@ class HDU_API AttributeBytesNamedId : public AttributeBytesId {
 
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool LessThanSameType(const AttributeBytesId& sameTypeOther) const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesId::WalkBufferToSetIdentifier;
@@ -288,6 +292,7 @@ class HDU_API AttributeBytesNewCapabilityId : public AttributeBytesId {
   AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept override { return ABIDE_NEWCAPABILITY; }
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool LessThanSameType(const AttributeBytesId& sameTypeOther) const override;
   std::unique_ptr<AttributeBytesId> Clone() const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;

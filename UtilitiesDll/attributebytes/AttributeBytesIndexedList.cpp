@@ -9,6 +9,7 @@
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 namespace {
@@ -151,16 +152,18 @@ void AttributeBytesIndexedList::swap(AttributeBytesIndexedList& other) noexcept 
 
 void AttributeBytesIndexedList::InsertNew(const AttributeBytesSharedPtr& attributeBytes) {
   const AttributeBytesIdOrderKey key = AttributeBytesIdOrderKey::Of(attributeBytes->GetAttributeBytesId());
-  // The end as the hint: records read from a state come in id order and each
-  // is placed with one comparison; any other record is placed by a search.
+  // Records read from a state come in id order: while they do, each is
+  // placed at the end with one comparison; any other is placed by a search.
   const std::size_t sizeBefore = m_map.size();
-  m_map.emplace_hint(m_map.end(), key, attributeBytes);
+  const auto position = m_lastAddedAtEnd ? m_map.emplace_hint(m_map.end(), key, attributeBytes)
+                                         : m_map.emplace(key, attributeBytes).first;
   if (m_map.size() == sizeBefore) {
     HDU_THROW(CPExceptionDuplicateAttributeId,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::AddAttributeBytes"),
               "An entry already exists in the list for=%s! Insertion failed!\r\n",
               attributeBytes->GetAttributeBytesId().GetDebugDisplayString());
   }
+  m_lastAddedAtEnd = std::next(position) == m_map.end();
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& attributeBytes) {

@@ -91,7 +91,7 @@ struct AttributeBytesIndexedEntryCompare {
     if (a.tag != b.tag) {
       return a.tag < b.tag;
     }
-    return a.hasNumber ? a.number < b.number : idOf(a).LessThan(idOf(b));
+    return a.hasNumber ? a.number < b.number : idOf(a).LessThanSameType(idOf(b));
   }
   static const AttributeBytesId& idOf(const AttributeBytesIdOrderKey& key) noexcept { return *key.id; }
   static const AttributeBytesId& idOf(const AttributeBytesIndexedEntry& entry) noexcept;
@@ -320,4 +320,7 @@ class HDU_API AttributeBytesIndexedList : public AttributeBytesList {
 
   AttributeBytesIndexedMap m_map;
   std::uint64_t m_stamp;
+  // Whether the last record added went to the end (records read from a
+  // state do): then the next one is tried there first.
+  bool m_lastAddedAtEnd = true;
 };
