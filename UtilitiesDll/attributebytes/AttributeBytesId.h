@@ -112,6 +112,8 @@ class HDU_API AttributeBytesId {
 // number. Not created by itself.
 class HDU_API AttributeBytesNumericId : public AttributeBytesId {
  public:
+  // The payload's size, the same for every id of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   ~AttributeBytesNumericId() override;
 
   bool IsEqual(const AttributeBytesId& other) const override;
@@ -257,6 +259,7 @@ class HDU_API AttributeBytesNewValueId : public AttributeBytesNamedId {
 // then feature id (4 bytes). Ordered by feature id, then capability type.
 class HDU_API AttributeBytesCapabilityId : public AttributeBytesId {
  public:
+  static constexpr unsigned kFixedPayloadSize = 6;
   AttributeBytesCapabilityId() noexcept = default;
   AttributeBytesCapabilityId(long featureId, short capabilityType) noexcept;
   ~AttributeBytesCapabilityId() override;

@@ -7,10 +7,18 @@
 
 namespace {
 
-// Calls `action` with the class for `type` (as std::type_identity); the one
-// place that maps id tags to classes.
-template <class Action>
-auto withIdClass(AttributeBytesIdEnum type, Action action) {
+[[noreturn]] void throwUnknownTag(AttributeBytesIdEnum type) {
+  HDU_THROW(CPExceptionUnhandledSyntax,
+            HDU_DEBUG_CONTEXT_IN("UtilitiesDll\\attributebytes\\AttributeBytesIdFactory",
+                                 "AttributeBytesIdFactory::CreateAttributeBytesId"),
+            "Unhandled AttributeBytesId type, %s (%ld/0x%lx).", AttributeBytesId::GetTypeDebugDisplayString(type),
+            static_cast<long long>(type), static_cast<unsigned long long>(static_cast<unsigned>(type)));
+}
+
+// Calls `action` with the class for `type` (as std::type_identity), or
+// `unknown` with a tag that names no class; the one place that maps id tags to classes.
+template <class Action, class Unknown>
+auto withIdClass(AttributeBytesIdEnum type, Action action, Unknown unknown) {
   switch (type) {
     case ABIDE_FEATURE:
       return action(std::type_identity<AttributeBytesFeatureId>());
@@ -31,11 +39,17 @@ auto withIdClass(AttributeBytesIdEnum type, Action action) {
     case ABIDE_UNSPECIFIED:
       break;
   }
-  HDU_THROW(CPExceptionUnhandledSyntax,
-            HDU_DEBUG_CONTEXT_IN("UtilitiesDll\\attributebytes\\AttributeBytesIdFactory",
-                                 "AttributeBytesIdFactory::CreateAttributeBytesId"),
-            "Unhandled AttributeBytesId type, %s (%ld/0x%lx).", AttributeBytesId::GetTypeDebugDisplayString(type),
-            static_cast<long long>(type), static_cast<unsigned long long>(static_cast<unsigned>(type)));
+  return unknown(type);
+}
+
+// The default for an unknown tag: the factory's exception.
+template <class Action>
+auto withIdClass(AttributeBytesIdEnum type, Action action) {
+  return withIdClass(
+      type, action,
+      [](AttributeBytesIdEnum unknownType) -> decltype(action(std::type_identity<AttributeBytesFeatureId>())) {
+        throwUnknownTag(unknownType);
+      });
 }
 
 static_assert(sizeof(AttributeBytesFeatureId) <= AttributeBytesIdFactory::kLargestIdSize &&
@@ -47,6 +61,16 @@ static_assert(sizeof(AttributeBytesFeatureId) <= AttributeBytesIdFactory::kLarge
                   sizeof(AttributeBytesNewCapabilityId) <= AttributeBytesIdFactory::kLargestIdSize &&
                   sizeof(AttributeBytesNameSpacesId) <= AttributeBytesIdFactory::kLargestIdSize,
               "an id class outgrew kLargestIdSize");
+
+// The class's fixed payload size, 0 for a payload whose size varies.
+template <class T>
+constexpr unsigned fixedPayloadSizeOf() noexcept {
+  if constexpr (requires { T::kFixedPayloadSize; }) {
+    return T::kFixedPayloadSize;
+  } else {
+    return 0;
+  }
+}
 
 }  // namespace
 
@@ -63,4 +87,10 @@ std::size_t AttributeBytesIdFactory::GetAttributeBytesIdSize(AttributeBytesIdEnu
 AttributeBytesId* AttributeBytesIdFactory::CreateAttributeBytesIdAt(AttributeBytesIdEnum type, void* memory) {
   return withIdClass(
       type, [memory](auto idClass) -> AttributeBytesId* { return ::new (memory) typename decltype(idClass)::type(); });
+}
+
+unsigned AttributeBytesIdFactory::GetFixedPayloadSize(AttributeBytesIdEnum type) noexcept {
+  return withIdClass(
+      type, [](auto typeClass) { return fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
+      [](AttributeBytesIdEnum) { return 0U; });
 }

@@ -23,4 +23,7 @@ class HDU_API AttributeBytesIdFactory {
   // GetAttributeBytesIdSize bytes, aligned for any fundamental type); the
   // caller destroys it. An unknown tag throws as above, constructing nothing.
   static AttributeBytesId* CreateAttributeBytesIdAt(AttributeBytesIdEnum type, void* memory);
+  // The payload size every id of the class for `type` has, or 0 when it
+  // varies (or the tag names no class).
+  static unsigned GetFixedPayloadSize(AttributeBytesIdEnum type) noexcept;
 };

@@ -1,6 +1,8 @@
 #include "attributebytes/AttributeBytesReader.h"
 
 #include "attributebytes/AttributeBytes.h"
+#include "attributebytes/AttributeBytesIdFactory.h"
+#include "attributebytes/AttributeBytesValueFactory.h"
 #include "attributebytes/AttributeBytesWire.h"
 
 AttributeBytesReader::AttributeBytesReader(const ByteBuffer& records) noexcept
@@ -66,5 +68,34 @@ bool AttributeBytesReader::InspectNextAttributeBytes(
     const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect) {
   return ReadNext([this, &inspect](const unsigned char*& cursor, unsigned int& remaining) {
     AttributeBytes::WalkBufferToInspectAttributeBytes(cursor, remaining, m_source, inspect);
+  });
+}
+
+bool AttributeBytesReader::CheckNextAttributeBytes(AttributeBytesRawList& nestedList, bool& isList) {
+  isList = false;
+  if (IsAtEnd()) {
+    return false;
+  }
+  // Id tag, id payload, value tag, flag byte, value payload.
+  const unsigned char* record = m_records + m_offset;
+  const unsigned int remaining = m_length - m_offset;
+  const unsigned idSize = AttributeBytesIdFactory::GetFixedPayloadSize(static_cast<AttributeBytesIdEnum>(record[0]));
+  if (idSize != 0 && remaining >= 1 + idSize + 1) {
+    const unsigned valueSize =
+        AttributeBytesValueFactory::GetFixedPayloadSize(static_cast<AttributeBytesValueEnum>(record[1 + idSize]));
+    const unsigned size = 1 + idSize + 2 + valueSize;
+    if (valueSize != 0 && remaining >= size) {
+      m_lastRecordOffset = m_offset;
+      m_lastRecordSize = size;
+      m_offset += size;
+      return true;
+    }
+  }
+  // Anything else is read for real (and fails as reading fails).
+  return InspectNextAttributeBytes([&nestedList, &isList](const AttributeBytesId&, const AttributeBytesValue& value) {
+    if (value.IsList()) {
+      nestedList = value.GetListValue().GetValue();
+      isList = true;
+    }
   });
 }

@@ -65,6 +65,12 @@ class HDU_API AttributeBytesReader {
   // the end.
   bool InspectNextAttributeBytes(
       const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect);
+  // Checks that the next record reads, as reading it would (the same
+  // exception when it does not), without building it where its id and value
+  // have payloads of fixed size: those can only fail by being cut short.
+  // When the record's value is a list, `nestedList` receives the list (which
+  // shares this reader's list's bytes) and `isList` is true. False at the end.
+  bool CheckNextAttributeBytes(AttributeBytesRawList& nestedList, bool& isList);
 
  private:
   template <class Parse>

@@ -193,6 +193,8 @@ class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
 // Tag 3: a signed 32-bit integer.
 class HDU_API AttributeBytesIntegerValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   AttributeBytesIntegerValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesIntegerValue(long value, bool specified = true) noexcept;
   ~AttributeBytesIntegerValue() override;
@@ -243,6 +245,8 @@ class HDU_API AttributeBytesStringValue : public AttributeBytesValue {
 // Tag 5: a boolean.
 class HDU_API AttributeBytesBooleanValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 1;
   AttributeBytesBooleanValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesBooleanValue(bool value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}
@@ -269,6 +273,8 @@ class HDU_API AttributeBytesBooleanValue : public AttributeBytesValue {
 // Tag 6: a range of two signed 32-bit integers.
 class HDU_API AttributeBytesRangeValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesRangeValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesRangeValue(long first, long second, bool specified = true) noexcept;
   ~AttributeBytesRangeValue() override;
@@ -297,6 +303,8 @@ class HDU_API AttributeBytesRangeValue : public AttributeBytesValue {
 // Tag 7: a range of two dimensions.
 class HDU_API AttributeBytesRangeOfDimensionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesRangeOfDimensionValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesRangeOfDimensionValue(const Dimension& first, const Dimension& second, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_first(first), m_second(second) {}
@@ -326,6 +334,8 @@ class HDU_API AttributeBytesRangeOfDimensionValue : public AttributeBytesValue {
 // Tag 8: a dimension.
 class HDU_API AttributeBytesDimensionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   AttributeBytesDimensionValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesDimensionValue(const Dimension& value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}
@@ -354,6 +364,8 @@ class HDU_API AttributeBytesDimensionValue : public AttributeBytesValue {
 // On the wire the second long comes first (see above).
 class HDU_API AttributeBytesResolutionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 10;
   AttributeBytesResolutionValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesResolutionValue(long first, long second, short third, bool specified = true) noexcept;
   ~AttributeBytesResolutionValue() override;
@@ -454,6 +466,8 @@ class HDU_API AttributeBytesListValue : public AttributeBytesValue {
 // Tag 12: a point in time.
 class HDU_API AttributeBytesDateTimeValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesDateTimeValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesDateTimeValue(const UtcTime& value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}

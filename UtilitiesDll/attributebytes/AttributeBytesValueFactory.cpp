@@ -9,10 +9,19 @@
 
 namespace {
 
-// Calls `action` with the class for `type` (as std::type_identity); the one
-// place that maps value tags to classes.
-template <class Action>
-auto withValueClass(AttributeBytesValueEnum type, Action action) {
+[[noreturn]] void throwUnknownTag(AttributeBytesValueEnum type) {
+  HDU_THROW(CPExceptionUnhandledSyntax,
+            HDU_DEBUG_CONTEXT_IN("UtilitiesDll\\attributebytes\\AttributeBytesValueFactory",
+                                 "AttributeBytesValueFactory::CreateAttributeBytesValue"),
+            "Unhandled AttributeBytesValue syntax, %s (%ld/0x%lx).",
+            AttributeBytesValue::GetTypeDebugDisplayString(type), static_cast<long long>(type),
+            static_cast<unsigned long long>(static_cast<unsigned>(type)));
+}
+
+// Calls `action` with the class for `type` (as std::type_identity), or
+// `unknown` with a tag that names no class; the one place that maps value tags to classes.
+template <class Action, class Unknown>
+auto withValueClass(AttributeBytesValueEnum type, Action action, Unknown unknown) {
   switch (type) {
     case ABVTE_OPTION:
       return action(std::type_identity<AttributeBytesOptionValue>());
@@ -39,12 +48,17 @@ auto withValueClass(AttributeBytesValueEnum type, Action action) {
     case ABVTE_UNSPECIFIED:
       break;
   }
-  HDU_THROW(CPExceptionUnhandledSyntax,
-            HDU_DEBUG_CONTEXT_IN("UtilitiesDll\\attributebytes\\AttributeBytesValueFactory",
-                                 "AttributeBytesValueFactory::CreateAttributeBytesValue"),
-            "Unhandled AttributeBytesValue syntax, %s (%ld/0x%lx).",
-            AttributeBytesValue::GetTypeDebugDisplayString(type), static_cast<long long>(type),
-            static_cast<unsigned long long>(static_cast<unsigned>(type)));
+  return unknown(type);
+}
+
+// The default for an unknown tag: the factory's exception.
+template <class Action>
+auto withValueClass(AttributeBytesValueEnum type, Action action) {
+  return withValueClass(
+      type, action,
+      [](AttributeBytesValueEnum unknownType) -> decltype(action(std::type_identity<AttributeBytesOptionValue>())) {
+        throwUnknownTag(unknownType);
+      });
 }
 
 constexpr std::size_t kLargestValueSize = std::max(
@@ -55,6 +69,16 @@ constexpr std::size_t kLargestValueSize = std::max(
 
 static_assert(kLargestValueSize <= AttributeBytesValueFactory::kLargestValueSizeBound,
               "a value class outgrew kLargestValueSizeBound");
+
+// The class's fixed payload size, 0 for a payload whose size varies.
+template <class T>
+constexpr unsigned fixedPayloadSizeOf() noexcept {
+  if constexpr (requires { T::kFixedPayloadSize; }) {
+    return T::kFixedPayloadSize;
+  } else {
+    return 0;
+  }
+}
 
 }  // namespace
 
@@ -79,4 +103,10 @@ AttributeBytesValue* AttributeBytesValueFactory::CreateAttributeBytesValueAt(Att
   return withValueClass(type, [memory](auto valueClass) -> AttributeBytesValue* {
     return ::new (memory) typename decltype(valueClass)::type();
   });
+}
+
+unsigned AttributeBytesValueFactory::GetFixedPayloadSize(AttributeBytesValueEnum type) noexcept {
+  return withValueClass(
+      type, [](auto typeClass) { return fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
+      [](AttributeBytesValueEnum) { return 0U; });
 }

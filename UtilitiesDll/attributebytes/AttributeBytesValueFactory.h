@@ -31,4 +31,7 @@ class HDU_API AttributeBytesValueFactory {
   // type); the caller destroys it. An unknown tag throws as above,
   // constructing nothing.
   static AttributeBytesValue* CreateAttributeBytesValueAt(AttributeBytesValueEnum type, void* memory);
+  // The payload size every value of the class for `type` has, or 0 when it
+  // varies (or the tag names no class).
+  static unsigned GetFixedPayloadSize(AttributeBytesValueEnum type) noexcept;
 };

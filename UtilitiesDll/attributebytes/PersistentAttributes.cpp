@@ -12,7 +12,6 @@
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
 #include <algorithm>
-#include <functional>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -86,8 +85,9 @@ struct PendingList {
 }
 
 // Parses every record of every namespace, lists nested in list values
-// included. The records are read without being kept (each is built on the
-// stack, checked and dropped). The walk keeps a work list instead of
+// included. The records are read without being kept
+// (AttributeBytesReader::CheckNextAttributeBytes: records of fixed layout are
+// checked for their length, the others built on the stack and dropped). The walk keeps a work list instead of
 // recursing, so that deeply nested lists cannot exhaust the stack, and a
 // list is finished before the lists inside it are walked, so that only the
 // pending lists are held (they share the state's bytes). Lists nested deeper
@@ -108,22 +108,19 @@ void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
     }
     pending.push_back({value.GetListValue().GetValue(), 1});
   }
-  unsigned depth = 0;
-  const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)> inspect =
-      [&pending, &depth](const AttributeBytesId&, const AttributeBytesValue& value) {
-        if (value.IsList()) {
-          if (depth >= PersistentAttributes::kMaximumCheckedListDepth) {
-            throwNestedTooDeep();
-          }
-          pending.push_back({value.GetListValue().GetValue(), depth + 1});
-        }
-      };
+  AttributeBytesRawList nested;
   while (!pending.empty()) {
     const PendingList current = std::move(pending.back());
     pending.pop_back();
-    depth = current.depth;
     AttributeBytesReader reader(current.list);
-    while (reader.InspectNextAttributeBytes(inspect)) {
+    bool isList = false;
+    while (reader.CheckNextAttributeBytes(nested, isList)) {
+      if (isList) {
+        if (current.depth >= PersistentAttributes::kMaximumCheckedListDepth) {
+          throwNestedTooDeep();
+        }
+        pending.push_back({std::move(nested), current.depth + 1});
+      }
     }
   }
 }
