@@ -3,6 +3,7 @@
 #include "LowLevelFacilities/FormatStringBuffer.h"
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/IPlatformUtilities.h"
+#include "LowLevelFacilities/LoggingFacility.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
@@ -112,6 +113,10 @@ void reportErrorForLowLevelUtilities(const std::string& title, const std::string
 
 void deliverReportToDeveloper(const IPlatformUtilities& platformUtilities, const char* title,
                               const char* text) noexcept {
+  if (HaldenLogging::logReportToGlobalLoggingFacility(
+          title, text, DebugContextReference(__FILE__, __LINE__, "DebugUtilities::deliverReportToDeveloper"))) {
+    return;
+  }
   reportErrorForLowLevelUtilities(platformUtilities, title, text);
 }
 

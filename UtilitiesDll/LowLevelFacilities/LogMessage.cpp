@@ -1,6 +1,6 @@
 #include "LowLevelFacilities/LogMessage.h"
 
-#include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/LoggingPlatform.h"
 
 #include <chrono>
 #include <cstring>
@@ -29,7 +29,7 @@ LogMessage::LogMessage(signed char level, const DebugContextReference& site, uns
                        int indentLevel) noexcept
     : m_level(level),
       m_indentLevel(indentLevel),
-      m_threadId(PlatformFacilities::currentThreadId()),
+      m_threadId(LoggingPlatform::currentThreadIdCached()),
       m_stdThreadId(std::this_thread::get_id()),
       m_categories(categories),
       m_timeStampMicroseconds(currentTimeMicroseconds()),

@@ -33,11 +33,12 @@ std::string withSequentialSuffix(const std::string& name, unsigned number) {
   const std::size_t separator = name.find_last_of("\\/");
   const std::size_t componentStart = separator == std::string::npos ? 0 : separator + 1;
   const std::size_t dot = name.rfind('.');
-  const std::string suffix = "_" + std::to_string(number);
+  // Built by the formatter: g++ 12 at -O3 warns falsely (-Wrestrict) about
+  // a literal joined to a std::string here.
   if (dot == std::string::npos || dot < componentStart || dot == componentStart) {
-    return name + suffix;
+    return InternalHaldenCP::formatToStdString("%s_%u", name, number);
   }
-  return name.substr(0, dot) + suffix + name.substr(dot);
+  return InternalHaldenCP::formatToStdString("%s_%u%s", name.substr(0, dot), number, name.substr(dot));
 }
 
 std::string processNameWithoutExtension(const std::string& processName) {

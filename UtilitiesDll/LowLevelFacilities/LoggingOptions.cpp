@@ -183,8 +183,8 @@ LoggingMessageFormatOptions LoggingMessageFormatOptions::getFactoryDefaults() {
   options.m_ShowComputerName.value = false;
   options.m_MinComputerNameWidth.value = 0;
   options.m_MaxComputerNameWidth.value = 24;
-  options.m_IndentString.value = "  ";
-  options.m_LineEndingChars.value = kNativeLineEnding;
+  options.m_IndentString.value = std::string(2, ' ');
+  options.m_LineEndingChars.value = std::string(kNativeLineEnding);
   options.m_MaxMessageWidth.value = 0;
   return options;
 }
