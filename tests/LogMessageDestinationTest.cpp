@@ -215,7 +215,8 @@ TEST(LogMessageDestinationFile, NameVariablesAndLazyOpening) {
   options.setLogFileNameString(
       "$(home)$(separator)sub$(separator)$(build)-$(computer)-$(destination)-$(pid)-$(pidx)-$(platform)-$(process)-"
       "$(session)-$(tid)-$(tidx)-$(time)-$(nope).log");
-  LogMessageDestinationFile destination("dest", options);
+  auto owned = std::make_unique<LogMessageDestinationFile>("dest", options);
+  LogMessageDestinationFile& destination = *owned;
   destination.setLogMessageDestinationServices(services);
 
   const std::string separator = LoggingPlatform::pathSeparator();
@@ -247,6 +248,7 @@ TEST(LogMessageDestinationFile, NameVariablesAndLazyOpening) {
   EXPECT_EQ(name.substr(name.size() - 12), "-$(nope).log");
   destination.flush();
   EXPECT_EQ(loggingtest::readFile(loggingtest::pathFromText(name)), "first\n");
+  owned.reset();  // closes the file: Windows keeps an open file's folder
   std::filesystem::remove_all(folder);
 }
 
@@ -324,7 +326,8 @@ TEST(LogMessageDestinationFile, AFileThatCannotBeOpenedIsReportedOnceAndDisabled
   FixedServices services;
   LoggingOptions options = plainOptions();
   options.setLogFileNameString(loggingtest::pathText(folder / "app.log"));
-  LogMessageDestinationFile destination("blocked", options);
+  auto owned = std::make_unique<LogMessageDestinationFile>("blocked", options);
+  LogMessageDestinationFile& destination = *owned;
   destination.setLogMessageDestinationServices(services);
   for (int i = 0; i < 10; ++i) {
     destination.processLogMessage(makeMessage(1, 0, "lost"));

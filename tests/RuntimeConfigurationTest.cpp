@@ -122,10 +122,12 @@ TEST(RuntimeConfiguration, MeridianHostReadsTheBuiltInTextThenConfigToml) {
     const std::string root = HaldenLogging::LoggingPlatform::sharedDriverRootFolder();
     EXPECT_EQ(host.getUserConfigurationHomeDirectoryPath(), root + separator + "Debug");
 #ifdef _WIN32
-    EXPECT_EQ(root.substr(root.size() - 22), "\\Halden\\PrinterDriver");
+    const std::string ending = "\\Halden\\PrinterDriver";
 #else
-    EXPECT_EQ(root.substr(root.size() - 20), "/HaldenPrinterDriver");
+    const std::string ending = "/HaldenPrinterDriver";
 #endif
+    ASSERT_GT(root.size(), ending.size());
+    EXPECT_EQ(root.substr(root.size() - ending.size()), ending);
     loggingtest::setEnvironmentVariable("HDU_CONFIG_HOME", loggingtest::pathText(EmptyConfigurationHome::s_home));
   }
   EXPECT_EQ(host.getUserConfigurationAsStream(""), nullptr);
@@ -171,6 +173,37 @@ TEST(RuntimeConfiguration, MeridianHostReadsTheBuiltInTextThenConfigToml) {
   EXPECT_TRUE(sink.getReports().empty());
   host.changeUIStatus(true);
   EXPECT_TRUE(host.isUIShown());
+  std::filesystem::remove_all(home);
+}
+
+// The configuration shown in the README turns logging on to a file in the
+// configuration home's Logs folder.
+TEST(LoggingSessions, ReadmeConfigurationWritesTheFileItNames) {
+  const std::filesystem::path home = loggingtest::makeTemporaryFolder("readme");
+  loggingtest::writeFile(home / "Config.toml", R"([logging.options]
+enable-logging = true
+max-verbosity-level = 5
+
+[logging.destination.driver]
+type = "file"
+log-file-name-string = "$(home)$(separator)Logs$(separator)driver-$(process).log"
+)");
+  {
+    ConfigurationHomeScope scope(home);
+    globals::startApplicationSessionForGlobalFacilitiesAndRestoreOriginalConfiguration();
+    HDU_LOG(5, XC_ATTRIBUTES, "imported %u records from %s", 12u, "settings");
+    HDU_LOG(6, XC_ATTRIBUTES, "not written");
+    globals::endApplicationSessionForGlobalFacilities();
+  }
+  std::string process = ProcessContextInfo::captureCurrent().getProcessName();
+  process = process.substr(
+      0, process.rfind('.') == std::string::npos || process.rfind('.') == 0 ? process.size() : process.rfind('.'));
+  const std::string text = loggingtest::readFile(home / "Logs" / ("driver-" + process + ".log"));
+  EXPECT_NE(text.find("[5] RuntimeConfigurationTest.cpp("), std::string::npos) << text;
+  EXPECT_NE(text.find(" imported 12 records from settings"), std::string::npos);
+  EXPECT_EQ(text.find("not written"), std::string::npos);
+  globals::startApplicationSessionForGlobalFacilitiesAndRestoreOriginalConfiguration();
+  globals::endApplicationSessionForGlobalFacilities();
   std::filesystem::remove_all(home);
 }
 

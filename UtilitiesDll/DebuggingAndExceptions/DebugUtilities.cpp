@@ -113,7 +113,10 @@ void reportErrorForLowLevelUtilities(const std::string& title, const std::string
 
 void deliverReportToDeveloper(const IPlatformUtilities& platformUtilities, const char* title,
                               const char* text) noexcept {
-  if (HaldenLogging::logReportToGlobalLoggingFacility(
+  // Only the library's own facilities log their reports; a facility built
+  // with other platform utilities (a test's, a tool's) shows them there.
+  if (&platformUtilities == LowLevelFacilitiesGlobals::tryGetPlatformUtilities() &&
+      HaldenLogging::logReportToGlobalLoggingFacility(
           title, text, DebugContextReference(__FILE__, __LINE__, "DebugUtilities::deliverReportToDeveloper"))) {
     return;
   }

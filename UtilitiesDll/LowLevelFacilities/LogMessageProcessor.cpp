@@ -3,6 +3,7 @@
 #include "LowLevelFacilities/ILogMessageDestinationServices.h"
 #include "LowLevelFacilities/LogMessageDestinationBase.h"
 
+#include <chrono>
 #include <utility>
 
 namespace HaldenLogging {
@@ -77,9 +78,11 @@ void ThreadedLogMessageProcessor::stop() {
 }
 
 void ThreadedLogMessageProcessor::addLogMessageWorkerWithThreadSynchronization(const LogMessage& message) {
-  auto record = std::make_shared<LogMessage>(message);
+  auto record =
+      std::allocate_shared<LogMessage>(LogMessageRecordAllocator<LogMessage>(m_queue.getRecordPool()), message);
   record->makeSiteOwned();
   m_queue.addMessage(std::move(record));
+  m_recordsQueued.fetch_add(1, std::memory_order_release);
   if (!isRunning()) {
     // No background thread to write it (or it just ended): write it here.
     processQueuedMessagesRequiringThreadSynchronization(false);
@@ -87,13 +90,36 @@ void ThreadedLogMessageProcessor::addLogMessageWorkerWithThreadSynchronization(c
 }
 
 void ThreadedLogMessageProcessor::processQueuedMessagesRequiringThreadSynchronization(bool releaseHeldRecords) {
-  std::lock_guard<std::mutex> lock(m_processingMutex);
-  processBatchUnderLock(releaseHeldRecords);
-  flushDestinations();
+  {
+    std::lock_guard<std::mutex> lock(m_processingMutex);
+    processBatchUnderLock(releaseHeldRecords);
+    flushDestinations();
+  }
+  m_progress.notify_all();
+}
+
+void ThreadedLogMessageProcessor::waitUntilQueuedMessagesAreWritten() {
+  const std::uint64_t target = m_recordsQueued.load(std::memory_order_acquire);
+  std::unique_lock<std::mutex> progressLock(m_progressMutex);
+  for (;;) {
+    {
+      std::lock_guard<std::mutex> lock(m_processingMutex);
+      if (m_recordsTaken >= target) {
+        return;
+      }
+    }
+    if (!isRunning()) {
+      progressLock.unlock();
+      processQueuedMessagesRequiringThreadSynchronization(false);
+      return;
+    }
+    m_progress.wait_for(progressLock, std::chrono::milliseconds(10));
+  }
 }
 
 void ThreadedLogMessageProcessor::processBatchUnderLock(bool releaseHeldRecords) {
   m_queue.takeAllMessages(m_batch);
+  m_recordsTaken += m_batch.size();
   for (LogMessageQueue::Record& record : m_batch) {
     route(std::move(record));
   }
@@ -115,12 +141,29 @@ void ThreadedLogMessageProcessor::processBatchUnderLock(bool releaseHeldRecords)
 
 void ThreadedLogMessageProcessor::threadMain() {
   m_queue.setConsumerThread(std::this_thread::get_id());
-  while (m_queue.waitForMessages()) {
-    std::lock_guard<std::mutex> lock(m_processingMutex);
-    processBatchUnderLock(false);
-    if (m_queue.getNumberOfQueuedMessages() == 0) {
-      flushDestinations();
+  // Buffers are written out when the queue has stayed empty for a while
+  // after a batch, not after every batch.
+  bool unflushed = false;
+  for (;;) {
+    const bool messages = unflushed ? m_queue.waitForMessagesFor(kIdleFlushMilliseconds) : m_queue.waitForMessages();
+    if (!messages) {
+      if (m_queue.isStopRequested()) {
+        break;
+      }
+      {
+        std::lock_guard<std::mutex> lock(m_processingMutex);
+        flushDestinations();
+      }
+      m_queue.getRecordPool().trim(LogMessageRecordPool::kBlocksKeptWhenIdle);
+      unflushed = false;
+      continue;
     }
+    {
+      std::lock_guard<std::mutex> lock(m_processingMutex);
+      processBatchUnderLock(false);
+    }
+    unflushed = true;
+    m_progress.notify_all();
   }
   {
     std::lock_guard<std::mutex> lock(m_processingMutex);

@@ -22,6 +22,8 @@
 #include "hdUtilitiesExport.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -65,6 +67,8 @@ class HDU_API UnthreadedLogMessageProcessor final : public LogMessageProcessor {
 
 class HDU_API ThreadedLogMessageProcessor final : public LogMessageProcessor {
  public:
+  enum : unsigned { kIdleFlushMilliseconds = 50 };
+
   ThreadedLogMessageProcessor(LogMessageQueue& queue, ILogMessageDestinationServices& services,
                               bool threadExclusiveOutput);
   // Stops the background thread, writing everything queued.
@@ -84,6 +88,9 @@ class HDU_API ThreadedLogMessageProcessor final : public LogMessageProcessor {
   // `releaseHeldRecords` also the records held back by thread-exclusive
   // output; then pushes out the destinations' buffers.
   void processQueuedMessagesRequiringThreadSynchronization(bool releaseHeldRecords);
+  // Waits until the background thread has written every record queued
+  // before the call (writes them here when it is not running).
+  void waitUntilQueuedMessagesAreWritten();
 
  private:
   void threadMain();
@@ -99,6 +106,10 @@ class HDU_API ThreadedLogMessageProcessor final : public LogMessageProcessor {
   std::mutex m_lifecycleMutex;
   std::thread m_thread;
   std::atomic<bool> m_running{false};
+  std::atomic<std::uint64_t> m_recordsQueued{0};
+  std::uint64_t m_recordsTaken = 0;  // under m_processingMutex
+  std::mutex m_progressMutex;
+  std::condition_variable m_progress;
   std::vector<LogMessageQueue::Record> m_batch;
   std::deque<LogMessageQueue::Record> m_held;
   std::optional<std::thread::id> m_owner;

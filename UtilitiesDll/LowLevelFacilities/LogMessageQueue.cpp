@@ -2,6 +2,8 @@
 
 #include "LowLevelFacilities/ILogMessageDestinationServices.h"
 
+#include <chrono>
+#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -71,6 +73,69 @@ int LogMessageQueue::getExclusivityCountForThread(std::thread::id thread) const 
   std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_exclusivityCounts.find(thread);
   return found == m_exclusivityCounts.end() ? 0 : found->second;
+}
+
+LogMessageRecordPool::~LogMessageRecordPool() {
+  for (void* block : m_free) {
+    ::operator delete(block);
+  }
+}
+
+void* LogMessageRecordPool::allocate(std::size_t bytes) {
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_blockSize == 0) {
+      m_blockSize = bytes;
+    }
+    if (bytes == m_blockSize && !m_free.empty()) {
+      void* block = m_free.back();
+      m_free.pop_back();
+      return block;
+    }
+  }
+  return ::operator new(bytes);
+}
+
+void LogMessageRecordPool::deallocate(void* block, std::size_t bytes) noexcept {
+  if (block == nullptr) {
+    return;
+  }
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (bytes == m_blockSize && m_free.size() < kMaximumCachedBlocks) {
+      try {
+        m_free.push_back(block);
+        return;
+      } catch (...) {
+        // No room in the list: the block goes back to the heap.
+      }
+    }
+  }
+  ::operator delete(block);
+}
+
+void LogMessageRecordPool::trim(std::size_t keep) noexcept {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  while (m_free.size() > keep) {
+    ::operator delete(m_free.back());
+    m_free.pop_back();
+  }
+}
+
+std::size_t LogMessageRecordPool::getNumberOfCachedBlocks() const {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  return m_free.size();
+}
+
+bool LogMessageQueue::waitForMessagesFor(unsigned milliseconds) {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  if (m_pending.empty() && !m_stopRequested) {
+    m_consumerWaiting = true;
+    m_messagesAvailable.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                 [this] { return !m_pending.empty() || m_stopRequested; });
+    m_consumerWaiting = false;
+  }
+  return !m_pending.empty();
 }
 
 bool LogMessageQueue::waitForMessages() {

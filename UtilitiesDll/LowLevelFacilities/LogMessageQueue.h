@@ -12,6 +12,11 @@
 // writing could otherwise wait for itself). The producer wakes the
 // background thread only when it is asleep.
 //
+// The background thread writes its destinations' buffers out when no new
+// record has come for 50 ms after a batch
+// (ThreadedLogMessageProcessor::kIdleFlushMilliseconds), so a trickle of
+// messages reaches the file within that time without a write per message.
+//
 // Thread-exclusive output. startExclusivityForThread and
 // endExclusivityForThread count, per thread, how often each was called; an
 // end without a start is reported under
@@ -46,9 +51,58 @@ namespace HaldenLogging {
 
 class ILogMessageDestinationServices;
 
+// Equal-sized blocks for the shared records (record and reference counts in
+// one block), handed out and taken back under a small lock, so that a
+// message through the background thread costs no heap allocation once the
+// pool has warmed up. At most kMaximumCachedBlocks free blocks are kept (as
+// many as can be in flight: a full queue and a full batch being written),
+// more go back to the heap; when the background thread finds nothing to do
+// it trims the cache to kBlocksKeptWhenIdle. Requests of another size go to
+// the heap.
+class HDU_API LogMessageRecordPool {
+ public:
+  enum : std::size_t { kMaximumCachedBlocks = 4096, kBlocksKeptWhenIdle = 128 };
+  LogMessageRecordPool() = default;
+  ~LogMessageRecordPool();
+  LogMessageRecordPool(const LogMessageRecordPool&) = delete;
+  LogMessageRecordPool& operator=(const LogMessageRecordPool&) = delete;
+  void* allocate(std::size_t bytes);
+  void deallocate(void* block, std::size_t bytes) noexcept;
+  std::size_t getNumberOfCachedBlocks() const;
+  // Gives all but `keep` cached blocks back to the heap.
+  void trim(std::size_t keep) noexcept;
+
+ private:
+  mutable std::mutex m_mutex;
+  std::size_t m_blockSize = 0;
+  std::vector<void*> m_free;
+};
+
+// The allocator of shared records: std::allocate_shared takes the record's
+// block from the pool.
+template <class T>
+class LogMessageRecordAllocator {
+ public:
+  using value_type = T;
+  explicit LogMessageRecordAllocator(LogMessageRecordPool& pool) noexcept : m_pool(&pool) {}
+  template <class U>
+  LogMessageRecordAllocator(const LogMessageRecordAllocator<U>& other) noexcept  // NOLINT(google-explicit-constructor)
+      : m_pool(other.getPool()) {}
+  T* allocate(std::size_t count) { return static_cast<T*>(m_pool->allocate(count * sizeof(T))); }
+  void deallocate(T* block, std::size_t count) noexcept { m_pool->deallocate(block, count * sizeof(T)); }
+  LogMessageRecordPool* getPool() const noexcept { return m_pool; }
+  template <class U>
+  bool operator==(const LogMessageRecordAllocator<U>& other) const noexcept {
+    return m_pool == other.getPool();
+  }
+
+ private:
+  LogMessageRecordPool* m_pool;
+};
+
 class HDU_API LogMessageQueue {
  public:
-  enum : std::size_t { kMaximumQueuedMessages = 8192, kMaximumHeldMessages = 65536 };
+  enum : std::size_t { kMaximumQueuedMessages = 2048, kMaximumHeldMessages = 65536 };
   using Record = std::shared_ptr<const LogMessage>;
 
   // Reports go to `services` (reportLoggingInternalsError).
@@ -70,6 +124,11 @@ class HDU_API LogMessageQueue {
   // Waits until records are queued or a stop is requested; true when records
   // are queued.
   bool waitForMessages();
+  // The same, waiting at most `milliseconds`.
+  bool waitForMessagesFor(unsigned milliseconds);
+  // The pool the shared records come from (it outlives every record: the
+  // queue is the last of the facility's parts to go).
+  LogMessageRecordPool& getRecordPool() noexcept { return m_recordPool; }
   // Moves every queued record into `batch` (which must be empty) without
   // waiting; wakes producers waiting for room.
   void takeAllMessages(std::vector<Record>& batch);
@@ -82,6 +141,7 @@ class HDU_API LogMessageQueue {
 
  private:
   ILogMessageDestinationServices& m_services;
+  LogMessageRecordPool m_recordPool;
   mutable std::mutex m_mutex;
   std::condition_variable m_messagesAvailable;
   std::condition_variable m_roomAvailable;

@@ -78,12 +78,29 @@
 // or braces, or longer than kMaximumSourceBytes, is refused with the parse
 // report before the parser sees it (the parser recurses once per level).
 //
-// For checkers: build a configuration for any process context
-// (LoggingSelectionContext), apply the built-in text
-// (RuntimeConfiguration::getBuiltInConfigurationText()) and then a file, each
-// with a CollectingReportSink; then read getDestinations() (type, name,
-// getOptions() with getOptionValueDisplayString per id, isDestinationEnabled),
-// getFacilityOptions(), isLoggingEnabled() and getContextualOptionsEvaluations().
+// For checkers: build a configuration for any process context, apply the
+// built-in text and then the file, each with a CollectingReportSink, and read
+// the result; nothing is opened or written, and nothing is shown:
+//
+//   LoggingSelectionContext context;          // what the selectors match
+//   context.processName = "spoolsv.exe";      // as given, or the current one
+//   context.build = "release";                // a build word
+//   context.platform = "windows";
+//   context.warmupMode = false;
+//   LoggingConfiguration configuration(context);
+//   CollectingReportSink reports;             // exact title, text, severity
+//   configuration.applyLoggingConfigurationFromText(
+//       RuntimeConfiguration::getBuiltInConfigurationText(),
+//       RuntimeConfiguration::getBuiltInConfigurationSourceName(), reports);
+//   configuration.applyLoggingConfigurationFromText(fileText, fileName, reports);
+//   configuration.isLoggingEnabled();         // does logging end up on
+//   for (i < configuration.getNumberOfDestinations())
+//     getDestination(i): getDestinationName(), getDestinationTypeWord(),
+//     isDestinationEnabled(), getOptions().getOptionValueDisplayString(id) and
+//     isOptionSpecified(id) for id 0..36 (keys: LoggingOptionTable::describe)
+//   configuration.getFacilityOptions();       // the facility's own options
+//   configuration.getContextualOptionsEvaluations();  // which entries matched
+//                                             // and why, and what they changed
 
 #include "LowLevelFacilities/LogMessageDestinationBase.h"
 #include "LowLevelFacilities/LoggingConfigurationReportSink.h"

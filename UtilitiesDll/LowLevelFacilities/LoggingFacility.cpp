@@ -95,7 +95,7 @@ LoggingFacility::~LoggingFacility() {
   // life: code running during unload reads the marker afterwards.
   m_initializationMarker.store(0, std::memory_order_seq_cst);
   updateCallSiteGate();
-  m_numberOfFilterEntries = 0;
+  m_numberOfFilterEntries.store(0, std::memory_order_release);
   waitForMessagesInFlight();
   tearDownDestinations();
 }
@@ -103,18 +103,20 @@ LoggingFacility::~LoggingFacility() {
 // ---- the filter --------------------------------------------------------------------------------
 
 bool LoggingFacility::isInitializedAndEnabled() const noexcept {
-  return isInitialized() && t_loggingDisabledCounter == 0 && m_loggingEnabled;
+  return isInitialized() && t_loggingDisabledCounter == 0 && m_loggingEnabled.load(std::memory_order_relaxed);
 }
 
 bool LoggingFacility::isInitializedAndEnabledAndMessageContextAllowed_CategoriesMayBeIncomplete(
     signed char level, unsigned long long categories) const noexcept {
-  if (!isInitialized() || t_loggingDisabledCounter != 0 || !m_loggingEnabled || t_insideDelivery != 0) {
+  if (!isInitialized() || t_loggingDisabledCounter != 0 || !m_loggingEnabled.load(std::memory_order_relaxed) ||
+      t_insideDelivery != 0) {
     return false;
   }
-  if (level > m_maxVerbosityLevel) {
+  if (level > m_maxVerbosityLevel.load(std::memory_order_relaxed)) {
     return false;
   }
-  for (unsigned i = 0; i < m_numberOfFilterEntries; ++i) {
+  const unsigned entries = m_numberOfFilterEntries.load(std::memory_order_acquire);
+  for (unsigned i = 0; i < entries; ++i) {
     const FilterEntry& entry = m_filterEntries[i];
     if (level > entry.maxLevel) {
       continue;
@@ -214,12 +216,13 @@ LogMessageDestinationBase* LoggingFacility::getDestinationByName(const std::stri
 void LoggingFacility::setUpDestinations() noexcept {
   try {
     const HaldenConfiguration::LoggingOptions& facilityOptions = m_configuration.getFacilityOptions();
-    m_loggingEnabled = m_configuration.isLoggingEnabled();
-    m_maxVerbosityLevel = facilityOptions.getMaxVerbosityLevel();
+    const bool loggingEnabled = m_configuration.isLoggingEnabled();
+    const signed char maxVerbosityLevel = facilityOptions.getMaxVerbosityLevel();
     m_queue = std::make_unique<LogMessageQueue>(*this);
     m_unthreadedProcessor = std::make_unique<UnthreadedLogMessageProcessor>();
     std::unique_ptr<ThreadedLogMessageProcessor> threaded;
-    m_numberOfFilterEntries = 0;
+    unsigned entries = 0;
+    m_numberOfFilterEntries.store(0, std::memory_order_release);
     m_hasUnthreadedDestinations = false;
     for (std::size_t i = 0; i < m_configuration.getNumberOfDestinations(); ++i) {
       const LogMessageDestinationBase& original = m_configuration.getDestination(i);
@@ -234,7 +237,7 @@ void LoggingFacility::setUpDestinations() noexcept {
       destination->setLogMessageDestinationServices(*this);
       if (destination->isDestinationEnabled()) {
         const HaldenConfiguration::LoggingOptions& options = destination->getOptions();
-        FilterEntry& entry = m_filterEntries[m_numberOfFilterEntries++];
+        FilterEntry& entry = m_filterEntries[entries++];
         entry.maxLevel = options.getMaxVerbosityLevel();
         entry.requireOnlySubset = options.getRequireOnlySubsetOfCategories();
         entry.allowedCategories = options.getAllowedCategories();
@@ -252,10 +255,13 @@ void LoggingFacility::setUpDestinations() noexcept {
       m_destinations.push_back(std::move(destination));
     }
     m_threadedProcessor = std::move(threaded);
+    m_maxVerbosityLevel.store(maxVerbosityLevel, std::memory_order_relaxed);
+    m_loggingEnabled.store(loggingEnabled, std::memory_order_relaxed);
+    m_numberOfFilterEntries.store(entries, std::memory_order_release);
     if (facilityOptions.getEnableLowLevelInternalsOutput()) {
       std::string text = "Logging set up for " + m_processContextInfo.getDisplayString() + ": logging " +
-                         (m_loggingEnabled ? "on" : "off") + ", max-verbosity-level " +
-                         std::to_string(static_cast<int>(m_maxVerbosityLevel)) + ", " +
+                         (loggingEnabled ? "on" : "off") + ", max-verbosity-level " +
+                         std::to_string(static_cast<int>(maxVerbosityLevel)) + ", " +
                          std::to_string(m_destinations.size()) + " destination(s)";
       for (const auto& destination : m_destinations) {
         text += "\n  " + destination->getDestinationName() + " (" + destination->getDestinationTypeWord() + ", " +
@@ -265,8 +271,8 @@ void LoggingFacility::setUpDestinations() noexcept {
     }
   } catch (...) {
     // Out of memory: log nothing rather than fail the caller.
-    m_numberOfFilterEntries = 0;
-    m_loggingEnabled = false;
+    m_numberOfFilterEntries.store(0, std::memory_order_release);
+    m_loggingEnabled.store(false, std::memory_order_relaxed);
   }
 }
 
@@ -280,7 +286,7 @@ void LoggingFacility::tearDownDestinations() noexcept {
     }
   } catch (...) {
   }
-  m_numberOfFilterEntries = 0;
+  m_numberOfFilterEntries.store(0, std::memory_order_release);
   m_hasUnthreadedDestinations = false;
   m_threadedProcessor.reset();
   m_unthreadedProcessor.reset();
@@ -304,8 +310,10 @@ void LoggingFacility::updateCallSiteGate() noexcept {
   if (m_callSiteGate == nullptr) {
     return;
   }
-  const bool open = isInitialized() && m_loggingEnabled && m_numberOfFilterEntries != 0;
-  m_callSiteGate->store(open ? static_cast<int>(m_maxVerbosityLevel) + 129 : 0, std::memory_order_relaxed);
+  const bool open = isInitialized() && m_loggingEnabled.load(std::memory_order_relaxed) &&
+                    m_numberOfFilterEntries.load(std::memory_order_acquire) != 0;
+  m_callSiteGate->store(open ? static_cast<int>(m_maxVerbosityLevel.load(std::memory_order_relaxed)) + 129 : 0,
+                        std::memory_order_relaxed);
 }
 
 // ---- per-thread counters -------------------------------------------------------------------
@@ -456,6 +464,15 @@ void LoggingFacility::processAllPendingMessagesImmediately() noexcept {
     }
     if (m_unthreadedProcessor) {
       m_unthreadedProcessor->flush();
+    }
+  } catch (...) {
+  }
+}
+
+void LoggingFacility::waitUntilQueuedMessagesAreWritten() noexcept {
+  try {
+    if (m_threadedProcessor) {
+      m_threadedProcessor->waitUntilQueuedMessagesAreWritten();
     }
   } catch (...) {
   }

@@ -197,6 +197,12 @@ class HDU_API LoggingFacility : public ILogMessageDestinationServices {
   // Writes everything queued on the calling thread and pushes out every
   // destination's buffer.
   void processAllPendingMessagesImmediately() noexcept;
+  // Waits until the background thread has handed every message queued
+  // before the call to its destinations (a file destination may still hold
+  // the bytes in its buffer; records held back by thread-exclusive output
+  // wait for their turn); writes them on the calling thread when the
+  // background thread is not running.
+  void waitUntilQueuedMessagesAreWritten() noexcept;
   bool isBackgroundThreadRunning() const noexcept;
 
   // The global instance keeps gLoggingCallSiteGate up to date.
@@ -236,11 +242,13 @@ class HDU_API LoggingFacility : public ILogMessageDestinationServices {
   std::unique_ptr<UnthreadedLogMessageProcessor> m_unthreadedProcessor;
   std::unique_ptr<ThreadedLogMessageProcessor> m_threadedProcessor;
   bool m_oneTimeApplicationInitializationFlag = false;
-  // Read by the filter without locks; plain data inside the object.
-  bool m_loggingEnabled = false;
+  // Read by the filter without locks: data inside the object (no heap), the
+  // words that change at a reinitialisation or destruction atomic, so that
+  // threads still logging while the process exits read them safely.
+  std::atomic<bool> m_loggingEnabled{false};
   bool m_hasUnthreadedDestinations = false;
-  signed char m_maxVerbosityLevel = 0;
-  unsigned m_numberOfFilterEntries = 0;
+  std::atomic<signed char> m_maxVerbosityLevel{0};
+  std::atomic<unsigned> m_numberOfFilterEntries{0};
   FilterEntry m_filterEntries[kMaximumFilteredDestinations] = {};
   std::atomic<int>* m_callSiteGate = nullptr;
   mutable std::atomic<int> m_messagesInFlight{0};

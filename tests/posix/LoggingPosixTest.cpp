@@ -111,7 +111,14 @@ TEST(LoggingPosix, ProcessExitWhileThreadsLog) {
     FAIL() << "the process did not end within a minute of its exit call";
   }
   ASSERT_TRUE(WIFEXITED(status)) << "signal " << (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+#if defined(__SANITIZE_THREAD__)
+  // ThreadSanitizer ends a process that reported anything with 66; the
+  // per-thread storage's clean-up at exit is reported in every process
+  // (outside logging), so the child's own reports are read from the output.
+  EXPECT_TRUE(WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 66) << WEXITSTATUS(status);
+#else
   EXPECT_EQ(WEXITSTATUS(status), 0);
+#endif
 
   const std::string text = loggingtest::readFile(file);
   std::vector<int> next(4, 0);
