@@ -68,7 +68,7 @@ show-line-number = false
 line-ending-chars = "\n"
 )";
 
-const std::string kInternalsError = "Logging Internals Error";
+const char* const kInternalsError = "Logging Internals Error";
 
 }  // namespace
 
@@ -251,6 +251,7 @@ TEST(LoggingFacility, EightThreadsThroughTheBackgroundThreadLoseNothing) {
   LoggingFacility& f = *t.facility;
   f.notifyApplicationSessionStarted();
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&f, thread, kMessagesPerThread] {
       for (int i = 0; i < kMessagesPerThread; ++i) {
@@ -313,6 +314,7 @@ TEST(LoggingFacility, AFailingFileDoesNotStopTheOthers) {
     LoggingFacility& f = *t.facility;
     f.notifyApplicationSessionStarted();
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
       threads.emplace_back([&f, thread] {
         for (int i = 0; i < 250; ++i) {
@@ -347,6 +349,7 @@ TEST(LoggingFacility, ShortLivedThreadsAcrossSessions) {
     f.notifyApplicationSessionStarted();
     for (int batch = 0; batch < 25; ++batch) {
       std::vector<std::thread> threads;
+      threads.reserve(8);
       for (int thread = 0; thread < 8; ++thread) {
         threads.emplace_back([&] {
           for (int i = 0; i < 10; ++i) {

@@ -35,6 +35,7 @@ class EmptyConfigurationHome : public ::testing::Environment {
   static std::filesystem::path s_home;
 };
 std::filesystem::path EmptyConfigurationHome::s_home;
+// NOLINTNEXTLINE(cert-err58-cpp): registered before main, as GoogleTest intends
 ::testing::Environment* const g_emptyHome = ::testing::AddGlobalTestEnvironment(new EmptyConfigurationHome);
 
 // Points HDU_CONFIG_HOME at another folder for the scope.

@@ -92,7 +92,7 @@ class HDU_API LogMessageDestinationFile : public LogMessageDestinationBase {
     LFNVE_TIME,
     LFNVE_NUMBER_OF_VARIABLES,
   };
-  enum : std::size_t { kBufferBytes = 64 * 1024, kMaximumSequentialSuffix = 9999 };
+  enum : std::size_t { kBufferBytes = 65536, kMaximumSequentialSuffix = 9999 };
 
   LogMessageDestinationFile(const std::string& name, const HaldenConfiguration::LoggingOptions& options);
   ~LogMessageDestinationFile() override;

@@ -1,6 +1,7 @@
 #include "LowLevelFacilities/LoggingConfiguration.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/LoggingTomlReader.h"
 
 #include <algorithm>
@@ -384,9 +385,11 @@ void LoggingConfiguration::getDestinationsFromTable(const cpptoml::table& destin
     }
 
     if (typeValid && type != record->destination->getDestinationType()) {
-      reportWarning(sink, "The 'type' key is present, '" + typeWord + "', in the [logging.destination." + name +
-                              "] section. However, the destination already exists with a different type, '" +
-                              record->destination->getDestinationTypeWord() + "'! Ignoring the new type value.");
+      reportWarning(sink, InternalHaldenCP::formatToStdString(
+                              "The 'type' key is present, '%s', in the [logging.destination.%s] section. However, "
+                              "the destination already exists with a different type, '%s'! Ignoring the new type "
+                              "value.",
+                              typeWord, name, record->destination->getDestinationTypeWord()));
     }
     record->disabledByLaterSource = false;
     if (inherit.has_value() && !*inherit) {
@@ -483,10 +486,10 @@ void LoggingConfiguration::getContextualOptionsFromTable(cpptoml::base& entries,
           continue;
         }
         report(sink, kErrorTitle,
-               "A destination named in a contextual-options, '" + name + "', does not have a [logging.destination." +
-                   name +
-                   "] table in the configuration file, nor is it a destination created by a prior configuration "
-                   "file.");
+               InternalHaldenCP::formatToStdString(
+                   "A destination named in a contextual-options, '%s', does not have a [logging.destination.%s] "
+                   "table in the configuration file, nor is it a destination created by a prior configuration file.",
+                   name, name));
         changed = true;
       }
       names.values = std::move(kept);

@@ -143,7 +143,7 @@ struct ContextualOptionsEvaluation {
 
 class HDU_API LoggingConfiguration {
  public:
-  enum : std::size_t { kMaximumNestingDepth = 64, kMaximumSourceBytes = 16 * 1024 * 1024 };
+  enum : std::size_t { kMaximumNestingDepth = 64, kMaximumSourceBytes = 16777216 };
 
   // The factory defaults for the process: logging enabled, no destinations.
   explicit LoggingConfiguration(const LoggingSelectionContext& selectionContext);

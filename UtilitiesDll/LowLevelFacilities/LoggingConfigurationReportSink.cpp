@@ -3,6 +3,7 @@
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 
 #include <algorithm>
+#include <new>
 
 namespace HaldenConfiguration {
 
@@ -14,9 +15,10 @@ void ErrorDisplayReportSink::reportConfigurationProblem(ConfigurationReportSever
 }
 
 ErrorDisplayReportSink& ErrorDisplayReportSink::getInstance() noexcept {
-  // Never destroyed: reports may still arrive while the library's static
-  // objects are being destroyed at unload.
-  static ErrorDisplayReportSink* const s_instance = new ErrorDisplayReportSink();
+  // Built in static storage and never destroyed: reports may still arrive
+  // while the library's static objects are being destroyed at unload.
+  alignas(ErrorDisplayReportSink) static unsigned char s_storage[sizeof(ErrorDisplayReportSink)];
+  static ErrorDisplayReportSink* const s_instance = ::new (static_cast<void*>(s_storage)) ErrorDisplayReportSink();
   return *s_instance;
 }
 

@@ -230,7 +230,8 @@ void LoggingFacility::setUpDestinations() noexcept {
         const std::string text = "The destination '" + original.getDestinationName() + "' is left out: at most " +
                                  std::to_string(static_cast<unsigned>(kMaximumFilteredDestinations)) +
                                  " log message destinations are used.";
-        reportLoggingInternalsError(kInternalsErrorTitle, text.c_str());
+        // Not dispatched: this runs in the constructor too.
+        LoggingFacility::reportLoggingInternalsError(kInternalsErrorTitle, text.c_str());
         continue;
       }
       std::unique_ptr<LogMessageDestinationBase> destination = original.Clone();

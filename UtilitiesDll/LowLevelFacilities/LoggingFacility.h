@@ -151,7 +151,7 @@ class HDU_API LoggingFacility : public ILogMessageDestinationServices {
   template <class... Args>
   void addLogMessage(signed char level, DebugContextReference&& site, const char* format,
                      const Args&... args) noexcept {
-    addLogMessage(level, std::move(site), XC_NONE, format, args...);
+    addLogMessage(level, DebugContextReference(site), XC_NONE, format, args...);
   }
   // Adds a message whose record the caller built (text and all).
   void addLogMessageWorker(LogMessage& message) noexcept;

@@ -192,8 +192,8 @@ struct LoggingOptionValue {
 // Static facts about each option.
 struct LoggingOptionDescription {
   LoggingOptionIdEnum id;
-  const char* key;
   LoggingOptionKindEnum kind;
+  const char* key;
   long long minimum;  // for the integer kinds
   long long maximum;
 };

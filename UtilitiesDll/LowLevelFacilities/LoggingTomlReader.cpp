@@ -1,6 +1,7 @@
 #include "LowLevelFacilities/LoggingTomlReader.h"
 
 #include "LowLevelFacilities/DebugLoggingCategoryHelper.h"
+#include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/LogMessageDestinationBase.h"
 
 #include <algorithm>
@@ -75,9 +76,10 @@ void readCategories(const cpptoml::table& table, const std::string& tablePath,
     }
     const unsigned long long category = HaldenLogging::DebugLoggingCategoryHelper::getCategoryFromString(name, sink);
     if (category == XC_ALL && description.id == LOID_EXCLUDED_CATEGORIES_ARRAY) {
-      report(sink, kLoggingOptionsTitle,
-             "Unexpected value, '" + name + "', in the list of values for this key, '" + keyPath +
-                 "'! Ignoring the values.");
+      report(
+          sink, kLoggingOptionsTitle,
+          InternalHaldenCP::formatToStdString(
+              "Unexpected value, '%s', in the list of values for this key, '%s'! Ignoring the values.", name, keyPath));
       return;
     }
     mask |= category;
@@ -396,8 +398,10 @@ LoggingContext readLoggingContextFromTable(const cpptoml::table& table, const st
       anyInclusive = anyInclusive || !exclusive;
       if (words != nullptr && !contains(*words, bare)) {
         report(sink, kNoEnumMappingTitle,
-               "Unexpected string. No enum mapping. The value: '" + value +
-                   "' is not in the map associated with this key: '" + keyPath + "'.");
+               InternalHaldenCP::formatToStdString(
+                   "Unexpected string. No enum mapping. The value: '%s' is not in the map associated with this key: "
+                   "'%s'.",
+                   value, keyPath));
         continue;
       }
       keptExclusive = exclusive;

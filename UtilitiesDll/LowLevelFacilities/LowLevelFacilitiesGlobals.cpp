@@ -39,7 +39,9 @@ HaldenAssertion::AssertionFacility gGlobalAssertionFacility(g_platformUtilities,
 // The runtime configuration, uninitialised until the first session start
 // (nothing is read while the loader lock is held), and its driver host.
 HaldenConfiguration::MeridianRuntimeConfigurationHost gRuntimeConfigurationHost;
-HaldenConfiguration::RuntimeConfiguration gGlobalRuntimeConfiguration(
+// (An allocation failure while the library loads ends the process whatever
+// is done about it: the three objects below are built at load on purpose.)
+HaldenConfiguration::RuntimeConfiguration gGlobalRuntimeConfiguration(  // NOLINT(cert-err58-cpp)
     HaldenConfiguration::RuntimeConfiguration::kRequestUninitialized, gRuntimeConfigurationHost, g_platformUtilities);
 
 // The global logging configuration: a copy of the runtime configuration's,
@@ -48,14 +50,15 @@ std::unique_ptr<HaldenConfiguration::LoggingConfiguration> gGlobalLoggingConfigu
 
 // The logging facility starts with the factory defaults (no destinations:
 // nothing is logged) until the first session start sets it up.
-HaldenConfiguration::LoggingConfiguration g_loadTimeLoggingConfiguration{
-    HaldenConfiguration::LoggingSelectionContext()};
+const HaldenConfiguration::LoggingSelectionContext g_noSelectionContext;  // NOLINT(cert-err58-cpp)
+// NOLINTNEXTLINE(cert-err58-cpp)
+HaldenConfiguration::LoggingConfiguration g_loadTimeLoggingConfiguration(g_noSelectionContext);
 struct GlobalLoggingFacility : HaldenLogging::LoggingFacility {
   GlobalLoggingFacility() : LoggingFacility(g_platformUtilities, g_loadTimeLoggingConfiguration, ProcessContextInfo()) {
     attachCallSiteGate(&HaldenLogging::gLoggingCallSiteGate);
   }
 };
-GlobalLoggingFacility gGlobalLoggingFacility;
+GlobalLoggingFacility gGlobalLoggingFacility;  // NOLINT(cert-err58-cpp)
 
 // The context the facilities were last set up for (none until the first session start).
 std::optional<ProcessContextInfo> g_capturedProcessContextInfo;

@@ -4,6 +4,7 @@
 
 #include <istream>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace HaldenConfiguration {
@@ -42,8 +43,11 @@ std::unique_ptr<std::istream> DefaultRuntimeConfigurationHost::getUserConfigurat
 }
 
 DefaultRuntimeConfigurationHost& DefaultRuntimeConfigurationHost::getInstance() noexcept {
-  // Never destroyed: configurations holding it may outlive static destruction.
-  static DefaultRuntimeConfigurationHost* const s_instance = new DefaultRuntimeConfigurationHost();
+  // Built in static storage and never destroyed: configurations holding it
+  // may outlive static destruction.
+  alignas(DefaultRuntimeConfigurationHost) static unsigned char s_storage[sizeof(DefaultRuntimeConfigurationHost)];
+  static DefaultRuntimeConfigurationHost* const s_instance =
+      ::new (static_cast<void*>(s_storage)) DefaultRuntimeConfigurationHost();
   return *s_instance;
 }
 
