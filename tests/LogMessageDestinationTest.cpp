@@ -8,7 +8,10 @@
 #include "LowLevelFacilities/LogMessageDestinationStringStream.h"
 #include "LowLevelFacilities/LoggingPlatform.h"
 
+#include <cpptoml.h>
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 #include <filesystem>
 #include <functional>
@@ -345,4 +348,40 @@ TEST(LogMessageDestinationFile, AFileThatCannotBeOpenedIsReportedOnceAndDisabled
   ASSERT_GT(text.size(), start.size() + end.size());
   EXPECT_EQ(text.substr(text.size() - end.size()), end);
   std::filesystem::remove_all(folder);
+}
+
+// Options straight from a TOML table; the cached line pieces and their one
+// width check.
+TEST(LogMessageDestination, OptionsFromATableAndThePrefixCache) {
+  std::istringstream text("max-verbosity-level = 2\nshow-date = false\nbogus = 1\ntype = \"null\"\n");
+  const std::shared_ptr<cpptoml::table> table = cpptoml::parser(text).parse();
+  CollectingReportSink sink;
+  LogMessageDestinationNull destination("d", LoggingOptions::getFactoryDefaults());
+  destination.applySpecifiedOptionValues(*table, "logging.destination.d", sink);
+  EXPECT_EQ(destination.getOptions().getMaxVerbosityLevel(), 2);
+  EXPECT_FALSE(destination.getOptions().getMessageFormatOptions().getShowDate());
+  EXPECT_TRUE(destination.getOptions().getMessageFormatOptions().getShowTime());
+  ASSERT_EQ(sink.getReports().size(), 1u);
+  EXPECT_EQ(sink.getReports()[0].text,
+            "Unknown key, 'bogus', in the [logging.destination.d] table. It is not a logging configuration key and is "
+            "being ignored.");
+
+  // A process id wider than six hex digits is reported once per process.
+  class WidePid : public FixedServices {
+   public:
+    std::string getProcessIdAsHexString() override { return "0x1234567"; }
+  } wide;
+  LoggingMessageFormatOptions format = LoggingMessageFormatOptions::getFactoryDefaults();
+  format.setMinProcessNameWidth(14);
+  format.updateFormattedStringCacheMembers(wide);
+  format.updateFormattedStringCacheMembers(wide);
+  EXPECT_EQ(format.getCachedProcessIdPiece(), "0x1234567 ");
+  EXPECT_EQ(format.getCachedProcessNamePiece(), "   spoolsv.exe ");
+  EXPECT_EQ(format.getCachedComputerNamePiece(), "PRINTSRV ");
+  const auto reports = wide.reports();
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_EQ(reports[0].first, "LoggingMessageFormatOptions::updateFormattedStringCacheMembers()");
+  EXPECT_EQ(reports[0].second,
+            "CP_SNPRINTF() returned 7 for the width (in hex) of the process ID, but we expected 6. May need to assume "
+            "a larger value for kWidthProcessIdHex on this platform. This error will only be shown once.");
 }
