@@ -17,6 +17,7 @@ std::atomic<ClockFunction> g_selectedClockFunction{nullptr};
 std::mutex g_clockSelectionLock;
 std::atomic<std::uint64_t> g_unloadTimeStamp{0};
 std::atomic<bool> g_processDetachHasRun{false};
+std::atomic<bool> g_processIsEnding{false};
 std::atomic<UnloadStepObserver> g_unloadStepObserver{nullptr};
 
 ClockFunction selectClockFunctionOnce() noexcept {
@@ -57,6 +58,14 @@ void RunProcessDetachStepsIfNotYetRun() noexcept {
   if (!g_processDetachHasRun.load(std::memory_order_acquire)) {
     OnProcessDetach();
   }
+}
+
+void NoteProcessIsEnding() noexcept {
+  g_processIsEnding.store(true, std::memory_order_release);
+}
+
+bool IsProcessEnding() noexcept {
+  return g_processIsEnding.load(std::memory_order_acquire);
 }
 
 void* GetModuleInstanceHandle() noexcept {

@@ -18,7 +18,8 @@
 //     destructors and exit list; on POSIX the exit-list function runs it just
 //     before the clean-up.
 //  4. The exit list runs UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach
-//     (marker 0), then the static destructors.
+//     (marker 0), then the static destructors. When the process is ending
+//     (Windows tells DllMain so), the clean-up only sets the marker to 0.
 //
 // The state kept here is trivially destructible (atomics and a std::mutex,
 // which the standard library constructs statically and never destroys), so it
@@ -39,6 +40,12 @@ HDU_API void OnProcessDetach() noexcept;
 // Runs OnProcessDetach unless it has run already (the exit-list function's
 // first step; on Windows DllMain has always run it by then).
 HDU_API void RunProcessDetachStepsIfNotYetRun() noexcept;
+// The process is ending (Windows: DllMain's process detach with a non-null
+// reserved argument), not merely unloading the library: the system has ended
+// the other threads wherever they were, perhaps holding a lock of the
+// library, so the unload clean-up must not wait for any lock.
+HDU_API void NoteProcessIsEnding() noexcept;
+HDU_API bool IsProcessEnding() noexcept;
 
 // The handle remembered at process attach (HMODULE on Windows; the base
 // address of the library's image on POSIX); null before attach.

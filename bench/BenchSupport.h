@@ -63,7 +63,13 @@ public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-        m_times[run.benchmark_name()] = run.GetAdjustedRealTime();
+        // The case's own name (and arguments), without the suffixes of fixed
+        // iterations or manual time, so that such cases pair up too.
+        std::string name = run.run_name.function_name;
+        if (!run.run_name.args.empty()) {
+          name += "/" + run.run_name.args;
+        }
+        m_times[name] = run.GetAdjustedRealTime();
       }
     }
     ConsoleReporter::ReportRuns(runs);

@@ -11,8 +11,24 @@
 //   indexed_list_build_<n>/std_map  std::map keyed by a plain id struct, same
 //                                   shared records (the reference)
 // The per-record times at the three sizes show the growth (n log n at most).
+// Counter "allocs_per_record": heap allocations per record (the program's
+// counting operator new; blocks from the library's per-thread pools are not
+// heap allocations and are not counted).
+//
+// Nesting, at 10,000 levels (items = records read):
+//   deep_walk_10000/ours   a raw-list state whose records nest list values
+//                          10,000 deep (one list value per level, one integer
+//                          at the bottom): imported, then every record of
+//                          every level read, each level's record held while
+//                          the levels beneath it are read
+//   deep_walk_10000/flat   the same records without nesting (10,000 list
+//                          values with empty lists and the integer, side by
+//                          side), imported and read the same way
+// Counter "peak_KiB": the peak memory of one walk (bench/MemoryProbe.h); the
+// peak of each pair is printed after the speed ratios.
 
 #include "BenchSupport.h"
+#include "MemoryProbe.h"
 #include "attributebytes/AttributeBytes.h"
 #include "attributebytes/AttributeBytesIndexedList.h"
 #include "attributebytes/AttributeBytesNameSpaces.h"
@@ -189,26 +205,35 @@ PlainId plainIdOf(const AttributeBytesId& id) {
   return plain;
 }
 
+void setPerRecordCounters(benchmark::State& state, const hdbench::AllocationCounter& counter, long long records) {
+  state.SetItemsProcessed(state.iterations() * records);
+  state.counters["allocs_per_record"] = benchmark::Counter(static_cast<double>(counter.allocations()) /
+                                                           static_cast<double>(state.iterations() * records));
+}
+
 void namespacesWrite(benchmark::State& state, int count) {
   const Workload& work = workload(count);
+  hdbench::AllocationCounter counter;
   for (auto _ : state) {
     ByteBuffer bytes = writeNameSpaces(work);
     hdbench::opaque(bytes);
   }
-  state.SetItemsProcessed(state.iterations() * count);
+  setPerRecordCounters(state, counter, count);
 }
 
 void namespacesParse(benchmark::State& state, int count) {
   const Workload& work = workload(count);
+  hdbench::AllocationCounter counter;
   for (auto _ : state) {
     const std::size_t records = parseNameSpaces(work.state);
     hdbench::opaque(records);
   }
-  state.SetItemsProcessed(state.iterations() * count);
+  setPerRecordCounters(state, counter, count);
 }
 
 void indexedListBuild(benchmark::State& state, int count) {
   const Workload& work = workload(count);
+  hdbench::AllocationCounter counter;
   for (auto _ : state) {
     AttributeBytesIndexedList list;
     for (const AttributeBytesSharedPtr& record : work.records) {
@@ -216,11 +241,12 @@ void indexedListBuild(benchmark::State& state, int count) {
     }
     hdbench::opaque(list);
   }
-  state.SetItemsProcessed(state.iterations() * count);
+  setPerRecordCounters(state, counter, count);
 }
 
 void stdMapBuild(benchmark::State& state, int count) {
   const Workload& work = workload(count);
+  hdbench::AllocationCounter counter;
   for (auto _ : state) {
     std::map<PlainId, AttributeBytesSharedPtr> map;
     for (const AttributeBytesSharedPtr& record : work.records) {
@@ -230,7 +256,101 @@ void stdMapBuild(benchmark::State& state, int count) {
     }
     hdbench::opaque(map);
   }
-  state.SetItemsProcessed(state.iterations() * count);
+  setPerRecordCounters(state, counter, count);
+}
+
+// ---- nesting ----
+
+constexpr unsigned kDeepLevels = 10000;
+
+void appendLittleEndian32(ByteBuffer& out, std::uint32_t value) {
+  for (int i = 0; i < 4; ++i) {
+    out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+  }
+}
+
+// A list-value record of feature 2 whose list state ("ABRL" and the records)
+// is `listStateSize` bytes; the records follow.
+void appendListRecordHead(ByteBuffer& out, std::uint32_t listStateSize) {
+  for (const unsigned char byte : {0x02, 0x02, 0x00, 0x00, 0x00, 0x0B, 0x00, 0x00}) {
+    out.push_back(byte);
+  }
+  appendLittleEndian32(out, listStateSize);
+  appendLittleEndian32(out, 0x4C524241u);  // "ABRL"
+}
+
+// Feature 1, integer 7.
+void appendIntegerRecord(ByteBuffer& out) {
+  for (const unsigned char byte : {0x02, 0x01, 0x00, 0x00, 0x00, 0x03, 0x00, 0x07, 0x00, 0x00, 0x00}) {
+    out.push_back(byte);
+  }
+}
+
+// Raw-list states, written byte by byte (building them through the library
+// would copy each level into the one above it).
+ByteBuffer deepState() {
+  constexpr std::uint32_t kListRecordHead = 16;
+  constexpr std::uint32_t kIntegerRecord = 11;
+  ByteBuffer state;
+  appendLittleEndian32(state, 0x4C524241u);
+  for (unsigned level = 0; level < kDeepLevels; ++level) {
+    appendListRecordHead(state, 4 + (kDeepLevels - level - 1) * kListRecordHead + kIntegerRecord);
+  }
+  appendIntegerRecord(state);
+  return state;
+}
+
+ByteBuffer flatState() {
+  ByteBuffer state;
+  appendLittleEndian32(state, 0x4C524241u);
+  for (unsigned level = 0; level < kDeepLevels; ++level) {
+    appendListRecordHead(state, 4);
+  }
+  appendIntegerRecord(state);
+  return state;
+}
+
+// Imports a raw-list state and reads every record of every nested list,
+// depth first, holding each level's record while the levels beneath it are
+// read (as a recursive reader does). Returns the number of records read.
+std::size_t walkState(const ByteBuffer& state) {
+  struct Level {
+    AttributeBytesSharedPtr owner;
+    const AttributeBytesRawList* list;
+    AttributeBytesRawListIterator iterator;
+  };
+  const AttributeBytesRawList top(state);
+  std::vector<Level> levels;
+  levels.push_back({AttributeBytesSharedPtr(), &top, top.GetRawListIterator()});
+  std::size_t records = 0;
+  while (!levels.empty()) {
+    Level& level = levels.back();
+    AttributeBytesSharedPtr record = level.list->GetNextAttributeBytesFromRawListIterator(level.iterator);
+    if (!record) {
+      levels.pop_back();
+      continue;
+    }
+    ++records;
+    const AttributeBytesValue& value = record->GetAttributeBytesValue();
+    if (value.IsList()) {
+      const AttributeBytesRawList* list = &value.GetListValue().GetValue();
+      levels.push_back({record, list, list->GetRawListIterator()});
+    }
+  }
+  return records;
+}
+
+void deepWalk(benchmark::State& state, const std::string& name, const ByteBuffer& bytes) {
+  const double peak = hdbench::peakKiB([&bytes] { hdbench::opaque(walkState(bytes)); });
+  hdbench::recordPeak(name, peak);
+  hdbench::AllocationCounter counter;
+  std::size_t records = 0;
+  for (auto _ : state) {
+    records = walkState(bytes);
+    hdbench::opaque(records);
+  }
+  setPerRecordCounters(state, counter, static_cast<long long>(records));
+  state.counters["peak_KiB"] = peak;
 }
 
 // Before timing: the state parses back to every record, and the namespace
@@ -254,10 +374,27 @@ void registerAll() {
     benchmark::RegisterBenchmark(("indexed_list_build_" + size + "/ours").c_str(), indexedListBuild, count);
     benchmark::RegisterBenchmark(("indexed_list_build_" + size + "/std_map").c_str(), stdMapBuild, count);
   }
+  static const ByteBuffer deep = deepState();
+  static const ByteBuffer flat = flatState();
+  if (walkState(deep) != kDeepLevels + 1 || walkState(flat) != kDeepLevels + 1) {
+    std::fprintf(stderr, "bench_attributebytes: the nested states do not read back\n");
+    std::abort();
+  }
+  const std::string levels = std::to_string(kDeepLevels);
+  benchmark::RegisterBenchmark(("deep_walk_" + levels + "/ours").c_str(), deepWalk, "deep_walk_" + levels + "/ours",
+                               deep)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark(("deep_walk_" + levels + "/flat").c_str(), deepWalk, "deep_walk_" + levels + "/flat",
+                               flat)
+      ->Unit(benchmark::kMillisecond);
 }
 
 const bool kRegistered = (registerAll(), true);
 
 }  // namespace
 
-HDU_BENCHMARK_MAIN()
+int main(int argc, char** argv) {
+  const int result = hdbench::runAll(argc, argv);
+  hdbench::printPeakRatios();
+  return result;
+}

@@ -1,14 +1,14 @@
-// PersistentAttributes against bare zlib on the same data: a settings
-// collection of 10,000 mixed records (six namespaces, every value type and id
-// kind, nested lists).
+// PersistentAttributes against bare zlib on the same data.
 //
+// A settings collection of 10,000 mixed records (six namespaces, every value
+// type and id kind, nested lists):
 //   build_10k/ours       GetPersistentAttributesState: the namespaces state is
 //                        written, compressed (one call, level -1), framed by
 //                        header and footer
 //   build_10k/zlib       compress2 at level -1 of the namespaces state
 //   import_10k/ours      ImportPersistentAttributesState (records taken on
 //                        trust, as the importing constructor does): upgrade
-//                        check, header, footer, validation, uncompress, size
+//                        check, header, footer, validation, inflation, size
 //                        check, namespaces import
 //   import_10k/zlib      uncompress of the same stream into a buffer of the
 //                        original size
@@ -20,31 +20,44 @@
 //   namespaces_import_10k  (no peer) the part of import_10k/ours that is not
 //                          zlib: importing the decompressed namespaces state
 //
+// One record holding a 64 MB data blob (64,000,000 bytes, under the default
+// ceiling on the original size):
+//   import_blob_64MB/ours, import_checked_blob_64MB/ours   the two imports
+//   .../zlib                                            uncompress alone
+//
+// Hostile states, each refused; the peer is the import of an honest state of
+// the size the footer claims, so the ratio shows whether refusing costs more
+// than the claim:
+//   refuse_inflates_1GiB_claims_1000   a 1 MB stream that inflates to 1 GiB,
+//                                      footer original size 1,000
+//   refuse_inflates_4GiB_claims_1000   4 MB inflating to 4 GiB, the same claim
+//   refuse_claims_2GiB                 2 MB inflating to 2 GiB - 1 bytes, and
+//                                      the footer says so
+//   .../honest_1000                    a state whose namespaces state is
+//                                      1,000 bytes, imported
+//
 // Counters: "allocs" (heap allocations per iteration, from the program's
 // counting operator new) and "peak_KiB": the peak memory of one operation,
-// measured once per case in a forked child (its resident set high-water mark,
-// reset just before the operation, minus its resident set at that moment, after
-// the inherited free heap memory has been returned to the system).
+// measured once per case in a forked child (bench/MemoryProbe.h). After the
+// speed ratios the program prints the peak memory of each pair.
 //
-// The probe's own cost (an empty operation) is printed once at the start.
-//
-// Goal: ours at most 25% slower than zlib alone (a ratio of 0.8 or more in
-// the "ratio" lines).
+// Goals: the checked import at least 0.5x the speed of uncompress; the
+// import's peak memory at most 1.25x uncompress's; a refused hostile state
+// about as cheap as an honest state of the size it claims.
 
 #include "BenchSupport.h"
+#include "DebuggingAndExceptions/CPException.h"
+#include "MemoryProbe.h"
 #include "attributebytes/AttributeBytes.h"
 #include "attributebytes/AttributeBytesNameSpaces.h"
 #include "attributebytes/AttributeBytesValue.h"
 #include "attributebytes/PersistentAttributes.h"
 
-#include <malloc.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <zlib.h>
 
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -128,9 +141,6 @@ const Data& data() {
   return instance;
 }
 
-template <class Operation>
-double peakKiB(Operation operation);
-
 // ---- the operations, shared by the timed loops and the memory probe ----
 
 void buildOurs() {
@@ -170,71 +180,192 @@ void importZlib() {
   hdbench::opaque(size);
 }
 
-// ---- peak memory of one operation, in a forked child ----
+// ---- a 64 MB data blob ----
 
-long readStatusKiB(const char* field) {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  const std::size_t length = std::strlen(field);
-  while (std::getline(status, line)) {
-    if (line.compare(0, length, field) == 0 && line.size() > length && line[length] == ':') {
-      return std::stol(line.substr(length + 1));
+constexpr std::size_t kBlobSize = 64000000;
+
+struct BlobData {
+  ByteBuffer persistedState;
+  ByteBuffer zlibStream;
+  std::size_t nameSpacesStateSize = 0;
+};
+
+const BlobData& blobData() {
+  static const BlobData instance = [] {
+    // Bytes of low entropy (4 random bits each), so that zlib halves them.
+    ByteBuffer blob(kBlobSize, 0);
+    std::uint32_t seed = 12345;
+    for (unsigned char& byte : blob) {
+      seed = seed * 1664525u + 1013904223u;
+      byte = static_cast<unsigned char>(seed >> 28);
     }
-  }
-  return -1;
+    AttributeBytesRawList records;
+    records.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(1), AttributeBytesDataBlobValue(blob)));
+    blob = ByteBuffer();
+    AttributeBytesNameSpaces nameSpaces(DriverVersion(7, 4, 0, 999));
+    nameSpaces.AddNameSpace(AttributeBytesNameSpacesId(4), std::move(records));
+    BlobData result;
+    result.nameSpacesStateSize = nameSpaces.GetAttributeBytesNameSpacesState().size();
+    result.persistedState = PersistentAttributes(nameSpaces).GetPersistentAttributesState();
+    result.zlibStream.assign(result.persistedState.begin() + 16, result.persistedState.end() - 13);
+    std::printf("64 MB blob: namespaces state %zu bytes, persisted state %zu bytes\n", result.nameSpacesStateSize,
+                result.persistedState.size());
+    return result;
+  }();
+  return instance;
 }
 
-template <class Operation>
-double peakKiB(Operation operation) {
-  int channel[2];
-  if (pipe(channel) != 0) {
-    return -1;
+void importBlobOurs(bool checkEveryRecord) {
+  PersistentAttributes object;
+  DriverVersion version;
+  if (!object.ImportPersistentAttributesState(blobData().persistedState, version, true, checkEveryRecord)) {
+    std::abort();
   }
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    close(channel[0]);
-    malloc_trim(0);
-    long result = -1;
-    // "5" resets the resident set high-water mark (VmHWM) to the current size.
-    if (std::FILE* clear = std::fopen("/proc/self/clear_refs", "w")) {
-      const bool reset = std::fputs("5", clear) >= 0;
-      if (std::fclose(clear) == 0 && reset) {
-        const long before = readStatusKiB("VmRSS");
-        operation();
-        result = readStatusKiB("VmHWM") - before;
-      }
+  hdbench::opaque(object);
+}
+
+void importBlobZlib() {
+  const BlobData& d = blobData();
+  uLongf size = static_cast<uLongf>(d.nameSpacesStateSize);
+  std::unique_ptr<Bytef[]> out(new Bytef[size]);
+  if (uncompress(out.get(), &size, d.zlibStream.data(), static_cast<uLong>(d.zlibStream.size())) != Z_OK) {
+    std::abort();
+  }
+  hdbench::opaque(out);
+  hdbench::opaque(size);
+}
+
+// ---- hostile states ----
+
+// A zlib stream of `count` zero bytes at deflate's highest ratio (about 1030
+// to 1), made without deflating all of them: deflate output between two full
+// flushes does not depend on what came before, so the compressed form of one
+// 16 MiB run of zeros is repeated, and the Adler-32 of n zeros is
+// (n mod 65521) << 16 | 1.
+ByteBuffer zerosStream(std::uint64_t count) {
+  constexpr std::size_t kUnit = std::size_t{16} << 20;
+  const auto deflateRun = [](z_stream& stream, std::size_t zeros) {
+    static const ByteBuffer kZeros(kUnit, 0);
+    ByteBuffer out(kUnit / 512 + 1024, 0);
+    stream.next_in = const_cast<Bytef*>(kZeros.data());
+    stream.avail_in = static_cast<uInt>(zeros);
+    stream.next_out = out.data();
+    stream.avail_out = static_cast<uInt>(out.size());
+    if (deflate(&stream, Z_FULL_FLUSH) != Z_OK || stream.avail_in != 0 || stream.avail_out == 0) {
+      std::abort();
     }
-    const ssize_t written = write(channel[1], &result, sizeof result);
-    _exit(written == static_cast<ssize_t>(sizeof result) ? 0 : 1);
+    out.resize(out.size() - stream.avail_out);
+    return out;
+  };
+  z_stream stream{};
+  if (deflateInit2(&stream, 9, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY) != Z_OK) {
+    std::abort();
   }
-  close(channel[1]);
-  long result = -1;
-  if (child < 0 || read(channel[0], &result, sizeof result) != static_cast<ssize_t>(sizeof result)) {
-    result = -1;
+  deflateRun(stream, kUnit);  // the first run after a fresh start
+  const ByteBuffer unit = deflateRun(stream, kUnit);
+  const ByteBuffer rest = count % kUnit != 0 ? deflateRun(stream, count % kUnit) : ByteBuffer();
+  deflateEnd(&stream);
+  ByteBuffer result{0x78, 0xDA};
+  for (std::uint64_t i = 0; i < count / kUnit; ++i) {
+    result.append(unit);
   }
-  close(channel[0]);
-  if (child > 0) {
-    int status = 0;
-    waitpid(child, &status, 0);
+  result.append(rest);
+  const std::uint32_t adler = static_cast<std::uint32_t>((count % 65521) << 16) | 1u;
+  for (const unsigned char byte : {std::uint8_t{0x03}, std::uint8_t{0x00}, static_cast<std::uint8_t>(adler >> 24),
+                                   static_cast<std::uint8_t>(adler >> 16), static_cast<std::uint8_t>(adler >> 8),
+                                   static_cast<std::uint8_t>(adler)}) {
+    result.push_back(byte);
   }
-  return static_cast<double>(result);
+  return result;
+}
+
+// Header, stream, footer with the given original size.
+ByteBuffer persistedWithClaim(const ByteBuffer& stream, std::uint32_t claimedSize) {
+  ByteBuffer state = PersistentAttributesHeaderType().GetHeaderBytes();
+  state.append(stream);
+  for (const unsigned char byte :
+       {std::uint8_t{0x01}, std::uint8_t{0xFF}, std::uint8_t{0xFF}, std::uint8_t{0xFF}, std::uint8_t{0xFF},
+        static_cast<std::uint8_t>(claimedSize >> 24), static_cast<std::uint8_t>(claimedSize >> 16),
+        static_cast<std::uint8_t>(claimedSize >> 8), static_cast<std::uint8_t>(claimedSize), std::uint8_t{'C'},
+        std::uint8_t{'O'}, std::uint8_t{'M'}, std::uint8_t{'5'}}) {
+    state.push_back(byte);
+  }
+  return state;
+}
+
+const ByteBuffer& hostileState(int which) {
+  static const ByteBuffer inflates1GiB = persistedWithClaim(zerosStream(std::uint64_t{1} << 30), 1000);
+  static const ByteBuffer inflates4GiB = persistedWithClaim(zerosStream(std::uint64_t{4} << 30), 1000);
+  static const ByteBuffer claims2GiB = persistedWithClaim(zerosStream(0x7FFFFFFF), 0x7FFFFFFF);
+  switch (which) {
+    case 1:
+      return inflates1GiB;
+    case 4:
+      return inflates4GiB;
+    default:
+      return claims2GiB;
+  }
+}
+
+// A state whose namespaces state is exactly 1,000 bytes.
+const ByteBuffer& honestState() {
+  static const ByteBuffer state = [] {
+    AttributeBytesRawList records;
+    records.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(1), AttributeBytesDataBlobValue(ByteBuffer())));
+    AttributeBytesNameSpaces nameSpaces(DriverVersion(7, 4, 0, 999));
+    nameSpaces.AddNameSpace(AttributeBytesNameSpacesId(4), records);
+    const std::size_t overhead = nameSpaces.GetAttributeBytesNameSpacesState().size();
+    ByteBuffer blob(1000 - overhead, 0);
+    for (std::size_t i = 0; i < blob.size(); ++i) {
+      blob[i] = static_cast<unsigned char>(i * 7 % 251);
+    }
+    AttributeBytesRawList sized;
+    sized.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(1), AttributeBytesDataBlobValue(blob)));
+    nameSpaces.SetNameSpace(AttributeBytesNameSpacesId(4), sized);
+    if (nameSpaces.GetAttributeBytesNameSpacesState().size() != 1000) {
+      std::abort();
+    }
+    return PersistentAttributes(nameSpaces).GetPersistentAttributesState();
+  }();
+  return state;
+}
+
+void refuseHostile(int which) {
+  PersistentAttributes object;
+  DriverVersion version;
+  try {
+    object.ImportPersistentAttributesState(hostileState(which), version, true, true);
+  } catch (const CPException& e) {
+    hdbench::opaque(e);
+    return;
+  }
+  std::abort();  // every hostile state must be refused
+}
+
+void importHonest() {
+  PersistentAttributes object;
+  DriverVersion version;
+  if (!object.ImportPersistentAttributesState(honestState(), version, true, true)) {
+    std::abort();
+  }
+  hdbench::opaque(object);
 }
 
 // Prints the probe's own cost once, before the first case.
 void showProbeBaseline() {
   static const bool shown = [] {
     data();
-    std::printf("peak_KiB of an empty operation (what the probe itself costs): %.0f KiB\n", peakKiB([] {}));
+    std::printf("peak_KiB of an empty operation (what the probe itself costs): %.0f KiB\n", hdbench::peakKiB([] {}));
     return true;
   }();
   hdbench::opaque(shown);
 }
 
 template <class Operation>
-void run(benchmark::State& state, Operation operation) {
+void run(benchmark::State& state, const std::string& name, std::size_t bytesPerOperation, Operation operation) {
   showProbeBaseline();
-  const double peak = peakKiB(operation);
+  const double peak = hdbench::peakKiB(operation);
+  hdbench::recordPeak(name, peak);
   hdbench::AllocationCounter counter;
   for (auto _ : state) {
     operation();
@@ -242,8 +373,9 @@ void run(benchmark::State& state, Operation operation) {
   state.counters["allocs"] =
       benchmark::Counter(static_cast<double>(counter.allocations()) / static_cast<double>(state.iterations()));
   state.counters["peak_KiB"] = peak;
-  state.SetBytesProcessed(static_cast<long long>(state.iterations()) *
-                          static_cast<long long>(data().nameSpacesState.size()));
+  if (bytesPerOperation != 0) {
+    state.SetBytesProcessed(static_cast<long long>(state.iterations()) * static_cast<long long>(bytesPerOperation));
+  }
 }
 
 void writeNameSpacesState() {
@@ -257,51 +389,59 @@ void importNameSpacesState() {
   hdbench::opaque(nameSpaces);
 }
 
-void BM_NameSpacesState(benchmark::State& state) {
-  run(state, writeNameSpacesState);
+template <class Operation>
+void add(const std::string& name, std::size_t (*bytes)(), Operation operation) {
+  benchmark::RegisterBenchmark(name.c_str(), [name, bytes, operation](benchmark::State& state) {
+    run(state, name, bytes(), operation);
+  })->Unit(benchmark::kMicrosecond);
 }
-void BM_NameSpacesImport(benchmark::State& state) {
-  run(state, importNameSpacesState);
+
+std::size_t tenThousandBytes() {
+  return data().nameSpacesState.size();
 }
-void BM_BuildOurs(benchmark::State& state) {
-  run(state, buildOurs);
+std::size_t blobBytes() {
+  return blobData().nameSpacesStateSize;
 }
-void BM_BuildZlib(benchmark::State& state) {
-  run(state, buildZlib);
+std::size_t noBytes() {
+  return 0;
 }
-void BM_ImportOurs(benchmark::State& state) {
-  run(state, [] { importOurs(false); });
-}
-void BM_ImportZlib(benchmark::State& state) {
-  run(state, importZlib);
-}
-void BM_ImportCheckedOurs(benchmark::State& state) {
-  run(state, [] { importOurs(true); });
-}
-void BM_RoundTripOurs(benchmark::State& state) {
-  run(state, [] {
+
+void registerAll() {
+  add("build_10k/ours", tenThousandBytes, buildOurs);
+  add("build_10k/zlib", tenThousandBytes, buildZlib);
+  add("import_10k/ours", tenThousandBytes, [] { importOurs(false); });
+  add("import_10k/zlib", tenThousandBytes, importZlib);
+  add("import_checked_10k/ours", tenThousandBytes, [] { importOurs(true); });
+  add("import_checked_10k/zlib", tenThousandBytes, importZlib);
+  add("roundtrip_10k/ours", tenThousandBytes, [] {
     buildOurs();
     importOurs(false);
   });
-}
-void BM_RoundTripZlib(benchmark::State& state) {
-  run(state, [] {
+  add("roundtrip_10k/zlib", tenThousandBytes, [] {
     buildZlib();
     importZlib();
   });
+  add("namespaces_state_10k", tenThousandBytes, writeNameSpacesState);
+  add("namespaces_import_10k", tenThousandBytes, importNameSpacesState);
+  add("import_blob_64MB/ours", blobBytes, [] { importBlobOurs(false); });
+  add("import_blob_64MB/zlib", blobBytes, importBlobZlib);
+  add("import_checked_blob_64MB/ours", blobBytes, [] { importBlobOurs(true); });
+  add("import_checked_blob_64MB/zlib", blobBytes, importBlobZlib);
+  for (const auto& [name, which] : {std::pair<const char*, int>{"refuse_inflates_1GiB_claims_1000", 1},
+                                    std::pair<const char*, int>{"refuse_inflates_4GiB_claims_1000", 4},
+                                    std::pair<const char*, int>{"refuse_claims_2GiB", 2}}) {
+    const int hostile = which;
+    add(std::string(name) + "/ours", noBytes, [hostile] { refuseHostile(hostile); });
+    add(std::string(name) + "/honest_1000", noBytes, importHonest);
+  }
 }
+
+const bool kRegistered = (registerAll(), true);
 
 }  // namespace
 
-BENCHMARK(BM_BuildOurs)->Name("build_10k/ours")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_BuildZlib)->Name("build_10k/zlib")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ImportOurs)->Name("import_10k/ours")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ImportZlib)->Name("import_10k/zlib")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ImportCheckedOurs)->Name("import_checked_10k/ours")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ImportZlib)->Name("import_checked_10k/zlib")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_RoundTripOurs)->Name("roundtrip_10k/ours")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_RoundTripZlib)->Name("roundtrip_10k/zlib")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_NameSpacesState)->Name("namespaces_state_10k")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_NameSpacesImport)->Name("namespaces_import_10k")->Unit(benchmark::kMicrosecond);
-
-HDU_BENCHMARK_MAIN()
+int main(int argc, char** argv) {
+  const int result = hdbench::runAll(argc, argv);
+  hdbench::printPeakRatios();
+  return result;
+}

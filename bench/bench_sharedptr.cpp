@@ -1,8 +1,11 @@
-// HldSharedPtr against std::shared_ptr (made with std::make_shared; for
-// creation also from a `new` object), same run:
-//   create_destroy   make a pointer to a new object and let it go
-//   copy_destroy     copy an existing pointer and let the copy go
-//   create_copy_destroy  make one, copy it three times, let all go
+// HldSharedPtr against std::shared_ptr, same run:
+//   create_destroy        make a pointer to a new object and let it go:
+//                         MakeHldShared against std::make_shared (both place
+//                         the object and its control block in one block)
+//   create_destroy_from_new  the same from an object made with `new` (a
+//                         separate control block on both sides)
+//   copy_destroy          copy an existing pointer and let the copy go
+//   create_copy_destroy   make one, copy it three times, let all go
 // Both sides count atomically (the benchmark main starts a thread first, so
 // libstdc++ uses its atomic counts too).
 
@@ -24,7 +27,7 @@ struct Payload {
 void createDestroyOurs(benchmark::State& state) {
   int i = 0;
   for (auto _ : state) {
-    HldSharedPtr<Payload> pointer(new Payload(++i));
+    HldSharedPtr<Payload> pointer = MakeHldShared<Payload>(++i);
     hdbench::opaque(pointer);
   }
 }
@@ -39,8 +42,17 @@ void createDestroyStd(benchmark::State& state) {
 }
 BENCHMARK(createDestroyStd)->Name("create_destroy/std_make_shared");
 
-// The same with the object and its control block allocated separately, as
-// HldSharedPtr (whose control block comes from the thread's pool) does.
+// The object made with `new`: the control block separately, from the
+// thread's pool on our side and from the heap on the other.
+void createDestroyFromNewOurs(benchmark::State& state) {
+  int i = 0;
+  for (auto _ : state) {
+    HldSharedPtr<Payload> pointer(new Payload(++i));
+    hdbench::opaque(pointer);
+  }
+}
+BENCHMARK(createDestroyFromNewOurs)->Name("create_destroy_from_new/ours");
+
 void createDestroyStdFromNew(benchmark::State& state) {
   int i = 0;
   for (auto _ : state) {
@@ -48,7 +60,7 @@ void createDestroyStdFromNew(benchmark::State& state) {
     hdbench::opaque(pointer);
   }
 }
-BENCHMARK(createDestroyStdFromNew)->Name("create_destroy/std_shared_ptr_new");
+BENCHMARK(createDestroyStdFromNew)->Name("create_destroy_from_new/std_shared_ptr_new");
 
 void copyDestroyOurs(benchmark::State& state) {
   const HldSharedPtr<Payload> original(new Payload(1));
@@ -71,7 +83,7 @@ BENCHMARK(copyDestroyStd)->Name("copy_destroy/std_make_shared");
 void createCopyDestroyOurs(benchmark::State& state) {
   int i = 0;
   for (auto _ : state) {
-    HldSharedPtr<Payload> pointer(new Payload(++i));
+    HldSharedPtr<Payload> pointer = MakeHldShared<Payload>(++i);
     HldSharedPtr<Payload> a = pointer;
     HldSharedPtr<Payload> b = a;
     HldSharedPtr<Payload> c = b;

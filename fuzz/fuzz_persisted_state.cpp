@@ -29,7 +29,14 @@
 // Seeds (fuzz/corpus/persisted_state/): states written by PersistentAttributes
 // (default, empty with a version, realistic collections with every value type
 // and nested lists), older forms (older header versions, no header with each
-// footer form), and bare namespaces states for the second way of trying.
+// footer form), bare namespaces states for the second way of trying, and
+// hostile ones: streams of about 1,000 to 1 that claim less than they
+// inflate to, more than the ceiling on the original size, or exactly what
+// they hold (a 1 MiB blob), and records nested 200 deep. The dictionary
+// (fuzz_persisted_state.dict) holds the signatures, header and footer fields
+// and sizes at the limits; the runs are held to 512 MB and 5 s per input
+// (fuzz_persisted_state.options), so that an input whose cost is not bounded
+// by what it claims is reported.
 
 #include "AttributeBytesFuzzSupport.h"
 #include "Compression/CompressedBuffer.h"

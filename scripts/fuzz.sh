@@ -11,6 +11,8 @@
 # seed corpus fuzz/corpus/NAME/ (read only) and keeps what it discovers in a
 # temporary working corpus that is removed afterwards. Crashing, leaking or
 # timing-out inputs are written to build/linux-fuzz/fuzz-artifacts/NAME/.
+# A target may have fuzz/fuzz_NAME.options (libFuzzer flags for both run
+# lengths, overriding the defaults) and fuzz/fuzz_NAME.dict (a dictionary).
 # Exit status: 0 when libFuzzer found nothing, non-zero otherwise.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -27,7 +29,7 @@ list_targets() {
 }
 
 usage() {
-  sed -n '2,15p' "$0" | sed 's/^# \{0,1\}//' >&2
+  sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//' >&2
   exit 2
 }
 
@@ -65,13 +67,21 @@ trap 'rm -rf "$work"' EXIT
 corpora=("$work")
 [ -d "$seeds" ] && corpora+=("$seeds")
 
+target_options=()
+if [ -f "fuzz/fuzz_${name}.options" ]; then
+  read -r -a target_options <"fuzz/fuzz_${name}.options"
+fi
+if [ -f "fuzz/fuzz_${name}.dict" ]; then
+  target_options+=("-dict=$root/fuzz/fuzz_${name}.dict")
+fi
+
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:halt_on_error=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 
-echo "fuzz.sh: fuzz_${name} ${budget[*]} (seeds: ${seeds#"$root"/})"
+echo "fuzz.sh: fuzz_${name} ${budget[*]} ${target_options[*]} (seeds: ${seeds#"$root"/})"
 status=0
 "$build/bin/fuzz_${name}" "${budget[@]}" -timeout=25 -print_final_stats=1 \
-  -artifact_prefix="$artifacts/" "$@" "${corpora[@]}" || status=$?
+  -artifact_prefix="$artifacts/" "${target_options[@]}" "$@" "${corpora[@]}" || status=$?
 if [ "$status" -ne 0 ]; then
   echo "fuzz.sh: fuzz_${name} FAILED (status $status); inputs in ${artifacts#"$root"/}/" >&2
 fi

@@ -3,6 +3,8 @@
 # configuration.
 #   1. linux       native build with AddressSanitizer + UBSan; unit tests and
 #                  the installed-consumer test
+#      linux-tsan  the thread tests and the exit-while-threads-run program
+#                  under ThreadSanitizer
 #   2. mingw-i686  the product DLL; checked to be a PE32 DLL
 #   3. mingw-x64   the same code for 64-bit Windows; unit tests under wine64
 #   4. linux-fuzz  every libFuzzer target for a short fixed number of runs
@@ -67,6 +69,14 @@ if check "linux build" bash -c 'cmake --preset linux >/dev/null && cmake --build
   check "linux ctest" ctest --preset linux
   count_gtest_report "linux unit tests" build/linux/test-results/unit.xml
   count_gtest_report "linux hdutil unit tests" build/linux/test-results/hdutil-unit.xml
+fi
+stage_done
+
+stage "linux-tsan: thread tests under ThreadSanitizer"
+rm -f build/linux-tsan/test-results/*.xml
+if check "linux-tsan build" bash -c 'cmake --preset linux-tsan >/dev/null &&
+    cmake --build --preset linux-tsan --target hduThreadTests hduExitWhileThreadsRun'; then
+  check "linux-tsan thread tests" ctest --preset linux-tsan
 fi
 stage_done
 

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 using abtest::concat;
@@ -344,4 +346,187 @@ TEST(AttributeBytesNameSpaces, VersionStampedStateWithNestedLists) {
   const AttributeBytesNameSpaces withCut(target.GetAttributeBytesNameSpacesState(), nullptr);
   ASSERT_TRUE(withCut.GetNameSpaceRecords(AttributeBytesNameSpacesId(4), records));
   EXPECT_THROW(records.GetNextAttributeBytes(*records.CreateIterator()), CPExceptionNotEnoughBytesForDesiredDataType);
+}
+
+namespace {
+
+bool within(std::span<const unsigned char> inner, std::span<const unsigned char> outer) {
+  return !inner.empty() && inner.data() >= outer.data() && inner.data() + inner.size() <= outer.data() + outer.size();
+}
+
+}  // namespace
+
+TEST(AttributeBytesRawList, NestedListsAndCopiesShareTheBytesUntilOneIsChanged) {
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(featureInteger(7, 70));
+  AttributeBytesRawList outer;
+  outer.AddAttributeBytes(featureInteger(1, 10));
+  outer.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(2), AttributeBytesListValue(3, inner)));
+  const AttributeBytesRawList imported(outer.GetAttributeBytesRawListState());
+
+  // A list value read from the list refers to the list's own bytes.
+  AttributeBytesRawListIterator iterator = imported.GetRawListIterator();
+  imported.GetNextAttributeBytesFromRawListIterator(iterator);
+  const AttributeBytesSharedPtr record = imported.GetNextAttributeBytesFromRawListIterator(iterator);
+  const AttributeBytesRawList& nested = record->GetAttributeBytesValue().GetListValue().GetValue();
+  EXPECT_TRUE(within(nested.GetRecordBytes(), imported.GetRecordBytes()));
+  EXPECT_TRUE(nested.IsEqual(inner));
+  EXPECT_EQ(nested.GetNestingLevel(), 1u);
+  EXPECT_EQ(imported.GetNestingLevel(), 0u);
+
+  // Copies (of lists, of values, of records) share too; a change copies first
+  // and leaves the others as they were.
+  AttributeBytesRawList copy(nested);
+  EXPECT_EQ(copy.GetRecordBytes().data(), nested.GetRecordBytes().data());
+  const std::unique_ptr<AttributeBytesValue> clone = record->GetAttributeBytesValue().Clone();
+  EXPECT_EQ(clone->GetListValue().GetValue().GetRecordBytes().data(), nested.GetRecordBytes().data());
+  copy.AddAttributeBytes(featureInteger(8, 80));
+  EXPECT_NE(copy.GetRecordBytes().data(), nested.GetRecordBytes().data());
+  EXPECT_EQ(hexText(nested.GetAttributeBytesRawListState()), hexText(inner.GetAttributeBytesRawListState()));
+  EXPECT_EQ(copy.GetAttributeBytesCount(), 2u);
+  EXPECT_EQ(hexText(imported.GetAttributeBytesRawListState()), hexText(outer.GetAttributeBytesRawListState()));
+
+  // A state handed over is taken, not copied.
+  ByteBuffer handedOver = inner.GetAttributeBytesRawListState();
+  const unsigned char* const handedOverRecords = handedOver.data() + 4;
+  AttributeBytesRawList taken;
+  taken.ImportAttributeBytesRawListState(std::move(handedOver));
+  EXPECT_EQ(taken.GetRecordBytes().data(), handedOverRecords);
+  EXPECT_TRUE(taken.IsEqual(inner));
+
+  // The record keeps the bytes alive after the list that read it is gone.
+  AttributeBytesSharedPtr survivor;
+  {
+    const AttributeBytesRawList temporary(outer.GetAttributeBytesRawListState());
+    AttributeBytesRawListIterator walk = temporary.GetRawListIterator();
+    temporary.GetNextAttributeBytesFromRawListIterator(walk);
+    survivor = temporary.GetNextAttributeBytesFromRawListIterator(walk);
+  }
+  EXPECT_TRUE(survivor->GetAttributeBytesValue().GetListValue().GetValue().IsEqual(inner));
+}
+
+TEST(AttributeBytesRawList, A10000DeepStateIsReadWithinItsOwnBytes) {
+  constexpr unsigned kDepth = 10000;
+  const AttributeBytesRawList top(concat({hexBytes("41 42 52 4C"), abtest::nestedListRecords(kDepth)}));
+  // Every level down to the bottom, each level's record held while the next
+  // is read: every nested list lies inside the top list's bytes, so the walk
+  // costs the state's bytes once, not once per level.
+  std::vector<AttributeBytesSharedPtr> held;
+  const AttributeBytesRawList* list = &top;
+  for (unsigned level = 1; level <= kDepth; ++level) {
+    AttributeBytesRawListIterator iterator = list->GetRawListIterator();
+    held.push_back(list->GetNextAttributeBytesFromRawListIterator(iterator));
+    ASSERT_FALSE(list->GetNextAttributeBytesFromRawListIterator(iterator)) << level;
+    list = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    ASSERT_TRUE(within(list->GetRecordBytes(), top.GetRecordBytes())) << level;
+    ASSERT_EQ(list->GetNestingLevel(), level);
+  }
+  AttributeBytesRawListIterator iterator = list->GetRawListIterator();
+  const AttributeBytesSharedPtr bottom = list->GetNextAttributeBytesFromRawListIterator(iterator);
+  EXPECT_EQ(bottom->GetDebugDisplayString(), "Feature(1) value=7");
+
+  // With a maximum nesting level, the lists beneath carry it, and the first
+  // list deeper than it cannot be read (its record can: it is in a list that
+  // is not too deep).
+  AttributeBytesRawList limited(top);
+  limited.SetMaximumNestingLevel(3);
+  list = &limited;
+  held.clear();
+  for (unsigned level = 1; level <= 4; ++level) {
+    AttributeBytesRawListIterator walk = list->GetRawListIterator();
+    held.push_back(list->GetNextAttributeBytesFromRawListIterator(walk));
+    list = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    EXPECT_EQ(list->GetMaximumNestingLevel(), 3u);
+  }
+  AttributeBytesRawListIterator tooDeep = list->GetRawListIterator();
+  expectThrow<CPExceptionMissingOrBadAttributeBytesFormat>(
+      [&] { list->GetNextAttributeBytesFromRawListIterator(tooDeep); },
+      Expected{"The records are nested in list values deeper than 3 levels.",
+               "AttributeBytesRawList::GetNextAttributeBytesFromRawListIterator", kRawListFile});
+  EXPECT_THROW(list->GetAttributeBytesCount(), CPExceptionMissingOrBadAttributeBytesFormat);
+  EXPECT_THROW(AttributeBytesIndexedList().ImportFromRawList(*list), CPExceptionMissingOrBadAttributeBytesFormat);
+  std::string dump;
+  list->AttributeBytesDump(DumpArgs(&dump), NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
+  EXPECT_NE(dump.find("<records nested too deeply, not shown>"), std::string::npos) << dump;
+}
+
+TEST(AttributeBytesIndexedList, OrderMatchesLessThanWhateverTheInsertionOrder) {
+  // Ids of every kind, with negative numbers and capability types, inserted
+  // in a scrambled order: the list's order is LessThan's.
+  std::vector<AttributeBytesSharedPtr> records;
+  int value = 0;
+  const auto add = [&](std::unique_ptr<AttributeBytesId> id) {
+    records.push_back(
+        MakeAttributeBytesSharedPtr(std::move(id), std::make_unique<AttributeBytesIntegerValue>(value++)));
+  };
+  for (const long number : {-2147483647L - 1, -5L, 0L, 7L, 2147483647L}) {
+    add(std::make_unique<AttributeBytesFeatureId>(number));
+    add(std::make_unique<AttributeBytesValueId>(number));
+    add(std::make_unique<AttributeBytesListOfValuesItemId>(number));
+    add(std::make_unique<AttributeBytesNameSpacesId>(number));
+    for (const short type : {short{-32768}, short{-1}, short{0}, short{32767}}) {
+      add(std::make_unique<AttributeBytesCapabilityId>(number, type));
+    }
+  }
+  for (const char16_t* name : {u"", u"a", u"ab", u"b", u"\xFFFF"}) {
+    add(std::make_unique<AttributeBytesNewFeatureId>(CXString(name)));
+    add(std::make_unique<AttributeBytesNewValueId>(CXString(name)));
+    add(std::make_unique<AttributeBytesNewCapabilityId>(CXString(name), short{-3}));
+    add(std::make_unique<AttributeBytesNewCapabilityId>(CXString(name), short{3}));
+  }
+  for (std::size_t step : {std::size_t{1}, std::size_t{7}, std::size_t{13}}) {
+    AttributeBytesIndexedList list;
+    for (std::size_t i = 0, j = 0; i < records.size(); ++i, j = (j + step) % records.size()) {
+      list.AddAttributeBytes(records[step == 1 ? records.size() - 1 - i : j]);
+    }
+    ASSERT_EQ(list.GetAttributeBytesCount(), records.size());
+    AttributeBytesIndexedListIterator iterator = list.GetIndexedListIterator();
+    AttributeBytesSharedPtr previous = list.GetNextAttributeBytesFromIndexedListIterator(iterator);
+    while (AttributeBytesSharedPtr next = list.GetNextAttributeBytesFromIndexedListIterator(iterator)) {
+      EXPECT_TRUE(previous->GetAttributeBytesId().LessThan(next->GetAttributeBytesId()))
+          << previous->GetDebugDisplayString() << " before " << next->GetDebugDisplayString();
+      previous = next;
+    }
+    for (const AttributeBytesSharedPtr& record : records) {
+      EXPECT_EQ(list.GetAttributeBytesSharedPtr(record->GetAttributeBytesId()), record);
+      EXPECT_THROW(list.AddAttributeBytes(AttributeBytes(*record)), CPExceptionDuplicateAttributeId);
+    }
+    EXPECT_EQ(list.GetAttributeBytesCount(), records.size());
+  }
+}
+
+TEST(AttributeBytesIndexedList, MovedAndSwappedListsKeepTheirOwnNodes) {
+  AttributeBytesIndexedList first;
+  for (long i = 0; i < 300; ++i) {
+    first.AddAttributeBytes(featureInteger(i, i));
+  }
+  AttributeBytesIndexedList moved(std::move(first));
+  // The moved-from list is usable and independent: both grow at the same
+  // time on two threads (they share no node pool).
+  std::thread other([&first] {  // NOLINT(bugprone-use-after-move): reuse is the point
+    for (long i = 0; i < 300; ++i) {
+      first.AddAttributeBytes(featureInteger(1000 + i, i));  // NOLINT(bugprone-use-after-move): reuse is the point
+    }
+  });
+  for (long i = 300; i < 600; ++i) {
+    moved.AddAttributeBytes(featureInteger(i, i));
+  }
+  other.join();
+  EXPECT_EQ(first.GetAttributeBytesCount(), 300u);
+  EXPECT_EQ(moved.GetAttributeBytesCount(), 600u);
+  AttributeBytesIndexedList assigned;
+  assigned = std::move(moved);
+  moved.AddAttributeBytes(featureInteger(1, 1));  // NOLINT(bugprone-use-after-move): reuse is the point
+  EXPECT_EQ(moved.GetAttributeBytesCount(), 1u);
+  assigned.swap(first);
+  EXPECT_EQ(assigned.GetAttributeBytesCount(), 300u);
+  EXPECT_EQ(first.GetAttributeBytesCount(), 600u);
+  const AttributeBytesIndexedList copy(first);
+  EXPECT_TRUE(copy.IsEqual(first));
+  first.Clear();
+  EXPECT_EQ(copy.GetAttributeBytesCount(), 600u);
+  AttributeBytesIndexedList edited(copy);
+  EXPECT_TRUE(edited.RemoveAttributeBytes(AttributeBytesFeatureId(5)));
+  EXPECT_FALSE(edited.ContainsAttributeBytes(AttributeBytesFeatureId(5)));
+  EXPECT_TRUE(copy.ContainsAttributeBytes(AttributeBytesFeatureId(5)));
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+using abtest::concat;
 using abtest::Expected;
 using abtest::expectThrow;
 using abtest::hexBytes;
@@ -539,4 +540,157 @@ TEST(AttributeBytesRecord, TextsLongerThanACountedStringHoldsAreRefusedBeforeWri
       other.AddAttributeBytes(AttributeBytes(AttributeBytesNewFeatureId(tooLong), AttributeBytesIntegerValue(1))),
       CPExceptionInvalidArgument);
   EXPECT_EQ(other.GetAttributeBytesRawListState(), before);
+}
+
+TEST(AttributeBytes, ParsedRecordsHoldTheirPartsAndSurviveEveryChange) {
+  // A record of each value type, parsed from bytes (one allocation holding
+  // record, id and value), then changed in every way a record can be.
+  AttributeBytesRawList list;
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesNewFeatureId(CXString(u"a long feature name")),
+                                        AttributeBytesStringValue(CXString(u"a long string value"))));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(2), AttributeBytesDataBlobValue(ByteBuffer(100, 7))));
+  list.AddAttributeBytes(
+      AttributeBytes(AttributeBytesCapabilityId(3, 4), AttributeBytesOptionValue(AttributeBytesValueId(9))));
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(6)));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(4), AttributeBytesListValue(1, inner)));
+  const ByteBuffer records = list.GetAttributeBytesRawListState();
+
+  AttributeBytesReader reader(list);
+  std::vector<std::unique_ptr<AttributeBytes>> parsed;
+  while (std::unique_ptr<AttributeBytes> record = reader.ReadNextAttributeBytes()) {
+    parsed.push_back(std::move(record));
+  }
+  ASSERT_EQ(parsed.size(), 4u);
+  const std::vector<std::string> shown = {parsed[0]->GetDebugDisplayString(), parsed[1]->GetDebugDisplayString(),
+                                          parsed[2]->GetDebugDisplayString(), parsed[3]->GetDebugDisplayString()};
+
+  // Swapping a parsed record with a built one, then freeing the parsed one:
+  // nothing of it may be left in the other.
+  AttributeBytes built(AttributeBytesFeatureId(77), AttributeBytesIntegerValue(78));
+  built.swap(*parsed[0]);
+  parsed[0].reset();
+  EXPECT_EQ(built.GetDebugDisplayString(), shown[0]);
+  // Two parsed records swapped, both freed in turn.
+  parsed[1]->swap(*parsed[2]);
+  EXPECT_EQ(parsed[1]->GetDebugDisplayString(), shown[2]);
+  std::unique_ptr<AttributeBytes> kept = std::move(parsed[2]);
+  parsed[1].reset();
+  EXPECT_EQ(kept->GetDebugDisplayString(), shown[1]);
+  // Assignment, a new value, re-reading in place.
+  *kept = *parsed[3];
+  EXPECT_EQ(kept->GetDebugDisplayString(), shown[3]);
+  parsed[3]->SetAttributeBytesValue(AttributeBytesBooleanValue(true));
+  parsed[3]->ImportAttributeBytesState(built.GetAttributeBytesState());
+  EXPECT_EQ(parsed[3]->GetDebugDisplayString(), shown[0]);
+
+  // Every truncation of every record fails cleanly (the sanitizers see any
+  // part left behind).
+  const ByteBuffer bytes(records.begin() + 4, records.end());
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    const unsigned char* cursor = bytes.data();
+    unsigned int remaining = static_cast<unsigned int>(length);
+    try {
+      while (remaining > 0) {
+        AttributeBytes::WalkBufferToCreateAttributeBytesSharedPtr(cursor, remaining, list.GetSource());
+      }
+    } catch (const CPException&) {
+    }
+  }
+}
+
+TEST(AttributeBytesReader, CheckingARecordFailsExactlyWhereReadingItFails) {
+  // Fixed payload sizes, as the classes write them.
+  struct IdRow {
+    std::unique_ptr<AttributeBytesId> id;
+    unsigned fixed;
+  };
+  IdRow ids[] = {{std::make_unique<AttributeBytesFeatureId>(1), 4},
+                 {std::make_unique<AttributeBytesNewFeatureId>(CXString(u"n")), 0},
+                 {std::make_unique<AttributeBytesValueId>(1), 4},
+                 {std::make_unique<AttributeBytesNewValueId>(CXString(u"n")), 0},
+                 {std::make_unique<AttributeBytesListOfValuesItemId>(1), 4},
+                 {std::make_unique<AttributeBytesCapabilityId>(1, 2), 6},
+                 {std::make_unique<AttributeBytesNewCapabilityId>(CXString(u"n"), 2), 0},
+                 {std::make_unique<AttributeBytesNameSpacesId>(1), 4}};
+  for (const IdRow& row : ids) {
+    EXPECT_EQ(AttributeBytesIdFactory::GetFixedPayloadSize(row.id->GetAttributeBytesIdType()), row.fixed);
+    if (row.fixed != 0) {
+      EXPECT_EQ(row.id->GetIdentifierState().size(), row.fixed) << row.id->GetTypeDebugDisplayString();
+    }
+  }
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(2)));
+  struct ValueRow {
+    std::unique_ptr<AttributeBytesValue> value;
+    unsigned fixed;
+  };
+  ValueRow values[] = {{std::make_unique<AttributeBytesOptionValue>(AttributeBytesValueId(3)), 0},
+                       {std::make_unique<AttributeBytesIntegerValue>(5), 4},
+                       {std::make_unique<AttributeBytesStringValue>(CXString(u"text")), 0},
+                       {std::make_unique<AttributeBytesBooleanValue>(true), 1},
+                       {std::make_unique<AttributeBytesRangeValue>(1, 2), 8},
+                       {std::make_unique<AttributeBytesRangeOfDimensionValue>(Dimension(1, DIMENSION_UNIT_MILLIMETERS),
+                                                                              Dimension(2, DIMENSION_UNIT_MILLIMETERS)),
+                        8},
+                       {std::make_unique<AttributeBytesDimensionValue>(Dimension(3, DIMENSION_UNIT_INCHES)), 4},
+                       {std::make_unique<AttributeBytesResolutionValue>(600, 1200, 3), 10},
+                       {std::make_unique<AttributeBytesDataBlobValue>(ByteBuffer(3, 9)), 0},
+                       {std::make_unique<AttributeBytesListValue>(1, inner), 0},
+                       {std::make_unique<AttributeBytesDateTimeValue>(UtcTime(2020, 1, 2, 3, 4, 5)), 8}};
+  for (const ValueRow& row : values) {
+    EXPECT_EQ(AttributeBytesValueFactory::GetFixedPayloadSize(row.value->GetAttributeBytesValueType()), row.fixed);
+    if (row.fixed != 0) {
+      EXPECT_EQ(row.value->GetValueState().size(), row.fixed) << row.value->GetTypeDebugDisplayString();
+    }
+  }
+  EXPECT_EQ(AttributeBytesIdFactory::GetFixedPayloadSize(static_cast<AttributeBytesIdEnum>(0)), 0u);
+  EXPECT_EQ(AttributeBytesValueFactory::GetFixedPayloadSize(static_cast<AttributeBytesValueEnum>(13)), 0u);
+
+  // Every id with every value, each cut at every length: checking and
+  // reading agree on the outcome, the exception class and the position.
+  AttributeBytesRawList all;
+  for (const IdRow& id : ids) {
+    for (const ValueRow& value : values) {
+      all.AddAttributeBytes(AttributeBytes(*id.id, *value.value));
+    }
+  }
+  const auto bytes = all.GetRecordBytes();
+  for (std::size_t length = 0; length <= bytes.size(); length += (length < 200 ? 1 : 7)) {
+    AttributeBytesRawList cut;
+    cut.ImportAttributeBytesRawListState(
+        concat({hexBytes("41 42 52 4C"), ByteBuffer(bytes.data(), static_cast<unsigned long>(length))}));
+    AttributeBytesReader reading(cut);
+    AttributeBytesReader checking(cut);
+    for (;;) {
+      std::string readFailure;
+      std::string checkFailure;
+      bool read = false;
+      bool checked = false;
+      std::unique_ptr<AttributeBytes> record;
+      AttributeBytesRawList nested;
+      bool isList = false;
+      try {
+        record = reading.ReadNextAttributeBytes();
+        read = record != nullptr;
+      } catch (const CPException& e) {
+        readFailure = std::to_string(e.getExceptionTypeByNumericCode()) + e.getExceptionMessage();
+      }
+      try {
+        checked = checking.CheckNextAttributeBytes(nested, isList);
+      } catch (const CPException& e) {
+        checkFailure = std::to_string(e.getExceptionTypeByNumericCode()) + e.getExceptionMessage();
+      }
+      ASSERT_EQ(checkFailure, readFailure) << length;
+      ASSERT_EQ(checked, read) << length;
+      ASSERT_EQ(checking.GetOffset(), reading.GetOffset()) << length;
+      if (!read || !readFailure.empty()) {
+        break;
+      }
+      EXPECT_EQ(isList, record->GetAttributeBytesValue().IsList());
+      if (isList) {
+        EXPECT_TRUE(nested.IsEqual(record->GetAttributeBytesValue().GetListValue().GetValue()));
+      }
+    }
+  }
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <sstream>
 #include <string>
@@ -40,6 +41,33 @@ inline ByteBuffer concat(std::initializer_list<ByteBuffer> parts) {
     all.append(part);
   }
   return all;
+}
+
+// The records of `depth` list values nested one inside the other (each a
+// record of feature 2 whose list holds the next level), with the integer
+// record "feature 1, 7" at the bottom. Written byte by byte: building them
+// through the library would copy each level into the one above.
+inline ByteBuffer nestedListRecords(unsigned depth) {
+  const auto appendLittleEndian32 = [](ByteBuffer& out, std::uint32_t value) {
+    for (int i = 0; i < 4; ++i) {
+      out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+    }
+  };
+  constexpr std::uint32_t kListRecordHead = 16;  // id 5, tag and flag 2, kind 1, length 4, "ABRL" 4
+  constexpr std::uint32_t kIntegerRecord = 11;
+  ByteBuffer records;
+  records.reserve(std::size_t{depth} * kListRecordHead + kIntegerRecord);
+  for (unsigned level = 0; level < depth; ++level) {
+    for (const unsigned char byte : {0x02, 0x02, 0x00, 0x00, 0x00, 0x0B, 0x00, 0x00}) {
+      records.push_back(byte);
+    }
+    appendLittleEndian32(records, 4 + (depth - level - 1) * kListRecordHead + kIntegerRecord);
+    appendLittleEndian32(records, 0x4C524241u);  // "ABRL"
+  }
+  for (const unsigned char byte : {0x02, 0x01, 0x00, 0x00, 0x00, 0x03, 0x00, 0x07, 0x00, 0x00, 0x00}) {
+    records.push_back(byte);
+  }
+  return records;
 }
 
 // What a thrown exception must carry. Empty texts are not checked.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -211,4 +212,36 @@ TEST(CPException, WhatMayBeCalledFromSeveralThreadsOnOneObject) {
       EXPECT_NE(text.find("shared message"), std::string::npos);
     }
   }
+}
+
+namespace {
+
+// A class of the hierarchy that changes its message after construction, as
+// classes that add detail to a caught exception do.
+class RelabelledException : public CPExceptionFile {
+ public:
+  using CPExceptionFile::CPExceptionFile;
+  void relabel(const char* message) { setExceptionMessage(message); }
+  void relabel(std::string&& message) { setExceptionMessage(std::move(message)); }
+};
+
+}  // namespace
+
+TEST(CPException, WhatFollowsANewMessage) {
+  RelabelledException e("first text", 0, DebugContextCopy("r.cpp", 5, "R::S"));
+  EXPECT_NE(std::string(e.what()).find(": first text"), std::string::npos);
+  e.relabel("second text");
+  EXPECT_STREQ(e.getExceptionMessage(), "second text");
+  EXPECT_EQ(std::string(e.what()), e.getLogString());
+  EXPECT_EQ(std::string(e.what()).find("first text"), std::string::npos);
+
+  // Through the moved-string form, into and out of the too-long case.
+  const std::size_t overhead = e.getLogString().size() - std::strlen("second text");
+  e.relabel(std::string(CPException::kWhatBufferCharacters - overhead, 'x'));  // log string of 2,048
+  EXPECT_STREQ(e.what(), "");
+  e.relabel(std::string("third"));
+  EXPECT_EQ(std::string(e.what()), e.getLogString());
+  EXPECT_NE(std::string(e.what()).find(": third"), std::string::npos);
+  const RelabelledException copy(e);  // NOLINT(performance-unnecessary-copy-initialization): the copy is tested
+  EXPECT_STREQ(copy.what(), e.what());
 }

@@ -495,3 +495,167 @@ TEST(ZlibCompressedBuffer, AForgedLargeOriginalSizeIsCheckedBeforeAnythingIsAllo
   EXPECT_THROW(ZlibCompressedBuffer::UncompressData(forged, out), CPExceptionCompression);
   EXPECT_TRUE(out.empty());
 }
+
+namespace {
+
+// `count` zeros compressed by zlib at its highest ratio.
+ByteBuffer zerosStream(std::size_t count) {
+  return plainZlib(ByteBuffer(count, 0));
+}
+
+// The number in "(at least N)" of a message, or -1 when it has none.
+long long atLeastIn(const std::string& message) {
+  const std::string marker = "(at least ";
+  const std::size_t position = message.find(marker);
+  return position == std::string::npos ? -1 : std::stoll(message.substr(position + marker.size()));
+}
+
+}  // namespace
+
+TEST(ZlibCompressedBuffer, InflationStopsSoonAfterTheClaimedSize) {
+  // 16 MiB of output against a claim of 1,000: inflation stops a fixed
+  // allowance past the claim, and the message says the size is a lower bound.
+  const ByteBuffer stream = zerosStream(std::size_t{16} << 20);
+  ByteBuffer forged = stream;
+  CompressedBuffer::AppendFooterInfo(forged, 1000, 9, CFE_ZLIB);
+  const std::string oneCall = messageOfThrow<CPExceptionCompression>([&] {
+    ByteBuffer out;
+    ZlibCompressedBuffer::UncompressData(forged, out);
+  });
+  const long long seen = atLeastIn(oneCall);
+  EXPECT_GT(seen, 1000) << oneCall;
+  EXPECT_LE(seen, 1000 + static_cast<long long>(ZlibCompressedBuffer::kMinimumSizeCountingAllowance) + 4 * 1024)
+      << oneCall;
+  EXPECT_EQ(oneCall, "ZlibCompressedBuffer::uncompressData(): Uncompressed data size (at least " +
+                         std::to_string(seen) + ") doesn't match the expected size of the original data (1000)!");
+  ZlibCompressedBuffer loaded(forged);
+  ByteBuffer out{0x22};
+  const std::string streamed = messageOfThrow<CPExceptionCompression>([&] { loaded.UncompressBuffer(out); });
+  EXPECT_GT(atLeastIn(streamed), 1000) << streamed;
+  EXPECT_LE(atLeastIn(streamed), seen) << streamed;
+  EXPECT_EQ(out, (ByteBuffer{0x22}));
+
+  // Within the allowance the true size is still found and named.
+  const ByteBuffer near = zerosStream(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2);
+  ByteBuffer nearForged = near;
+  CompressedBuffer::AppendFooterInfo(nearForged, 1000, -1, CFE_ZLIB);
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer restored;
+              ZlibCompressedBuffer::UncompressData(nearForged, restored);
+            }),
+            mismatchMessage(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, 1000));
+
+  // The allowance grows with the claim: as many bytes again as claimed.
+  ByteBuffer largerClaim = stream;
+  CompressedBuffer::AppendFooterInfo(largerClaim, 100000, 9, CFE_ZLIB);
+  const std::string larger = messageOfThrow<CPExceptionCompression>([&] {
+    ByteBuffer out;
+    ZlibCompressedBuffer::UncompressData(largerClaim, out);
+  });
+  EXPECT_GT(atLeastIn(larger), 200000) << larger;
+  EXPECT_LE(atLeastIn(larger), 200000 + 4 * 1024) << larger;
+  const ByteBuffer nearLarger = zerosStream(190000);
+  ByteBuffer nearLargerForged = nearLarger;
+  CompressedBuffer::AppendFooterInfo(nearLargerForged, 100000, -1, CFE_ZLIB);
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer restored;
+              ZlibCompressedBuffer::UncompressData(nearLargerForged, restored);
+            }),
+            mismatchMessage(190000, 100000));
+
+  // The routine that reports instead of throwing.
+  ByteBuffer kept{0x33};
+  ZlibCompressedBuffer::InflationResult result =
+      ZlibCompressedBuffer::InflateClaimedSize(stream.data(), static_cast<unsigned long>(stream.size()), 1000, kept);
+  EXPECT_FALSE(result.sizeMatches);
+  EXPECT_TRUE(result.sizeIsLowerBound);
+  EXPECT_EQ(static_cast<long long>(result.size), seen);
+  EXPECT_EQ(kept, (ByteBuffer{0x33}));
+  result =
+      ZlibCompressedBuffer::InflateClaimedSize(near.data(), static_cast<unsigned long>(near.size()),
+                                               1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, kept);
+  EXPECT_TRUE(result.sizeMatches);
+  EXPECT_FALSE(result.sizeIsLowerBound);
+  EXPECT_EQ(kept, ByteBuffer(1000 + ZlibCompressedBuffer::kMinimumSizeCountingAllowance / 2, 0));
+}
+
+TEST(CompressedBuffer, OriginalSizesAboveTheCeilingAreRefusedBeforeAllocating) {
+  EXPECT_EQ(CompressedBuffer::kDefaultMaximumOriginalSize, 64UL << 20);
+  ZlibCompressedBuffer zlib;
+  EXPECT_EQ(zlib.GetMaximumOriginalSize(), 64UL << 20);
+  CabCompressedBuffer cab;
+  EXPECT_EQ(cab.GetMaximumOriginalSize(), 64UL << 20);
+
+  // A zlib stream header and 70 KB of junk: the ratio check lets claims up to
+  // about 72 MB pass, so the ceiling is what refuses 64 MiB + 1.
+  ByteBuffer junk{0x78, 0x9C};
+  for (int i = 0; i < 70 * 1024; ++i) {
+    junk.push_back(static_cast<unsigned char>(i * 131 + 7));
+  }
+  const auto forgedWith = [&junk](long claim, CompressionFormatEnum format) {
+    ByteBuffer forged = junk;
+    CompressedBuffer::AppendFooterInfo(forged, claim, -1, format);
+    return forged;
+  };
+  const long ceiling = 64L << 20;
+  const std::string above = "ZlibCompressedBuffer::uncompressData(): The original data size in the footer (" +
+                            std::to_string(ceiling + 1) +
+                            ") is above the maximum original size accepted (67108864 bytes)!";
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer out;
+              ZlibCompressedBuffer::UncompressData(forgedWith(ceiling + 1, CFE_ZLIB), out);
+            }),
+            above);
+  // At the ceiling the claim is believed as far as the data goes: the junk fails.
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer out;
+              ZlibCompressedBuffer::UncompressData(forgedWith(ceiling, CFE_ZLIB), out);
+            }),
+            "ZlibCompressedBuffer::uncompressData(): ZLIB returned an error (Z_DATA_ERROR (data error)) from "
+            "uncompress()!");
+
+  // The caller sets its own ceiling: per call, or per object.
+  const ByteBuffer original = repetitiveBytes(1000);
+  ByteBuffer packed;
+  ZlibCompressedBuffer::CompressData(original.data(), 1000, packed, -1);
+  ByteBuffer out;
+  ZlibCompressedBuffer::UncompressData(packed, out, 1000);
+  EXPECT_EQ(out, original);
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] {
+              ByteBuffer refused;
+              ZlibCompressedBuffer::UncompressData(packed, refused, 999);
+            }),
+            "ZlibCompressedBuffer::uncompressData(): The original data size in the footer (1000) is above the maximum "
+            "original size accepted (999 bytes)!");
+  ZlibCompressedBuffer loaded(packed);
+  loaded.SetMaximumOriginalSize(999);
+  EXPECT_EQ(loaded.GetMaximumOriginalSize(), 999UL);
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] { loaded.UncompressBuffer(out); }),
+            "ZlibCompressedBuffer::uncompressBuffer(): The original data size in the footer (1000) is above the "
+            "maximum original size accepted (999 bytes)!");
+  loaded.SetMaximumOriginalSize(1000);
+  ByteBuffer streamed;
+  loaded.UncompressBuffer(streamed);
+  EXPECT_EQ(streamed, original);
+
+  // The cabinet reader refuses the claim before it asks the platform.
+  CabCompressedBuffer cabinet(forgedWith(ceiling + 1, CFE_CAB));
+  EXPECT_EQ(messageOfThrow<CPExceptionCompression>([&] { cabinet.UncompressBuffer(out); }),
+            "CabCompressedBuffer::UncompressBuffer(): The original data size in the footer (" +
+                std::to_string(ceiling + 1) + ") is above the maximum original size accepted (67108864 bytes)!");
+}
+
+TEST(CompressedBuffer, TheOneBufferSizeCheckNeedsNoAllocation) {
+  // A 32-bit process holds at most 0x7FFFFFFF bytes in one vector. The
+  // largest original size a footer can state fits exactly; the check refuses
+  // with the library's memory exception what the platform cannot hold,
+  // instead of letting std::length_error out.
+  constexpr std::size_t kVectorMaximumOn32Bit = 0x7FFFFFFF;
+  EXPECT_NO_THROW(CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(0x7FFFFFFF, kVectorMaximumOn32Bit));
+  EXPECT_NO_THROW(CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(0, 0));
+  EXPECT_EQ(messageOfThrow<CPExceptionOutOfMemory>(
+                [] { CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(0x7FFFFFFF, kVectorMaximumOn32Bit - 1); }),
+            "The original data size (2147483647 bytes) cannot be held in one buffer on this platform (at most "
+            "2147483646 bytes).");
+  EXPECT_NO_THROW(CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(0x7FFFFFFF));  // this platform's own maximum
+}

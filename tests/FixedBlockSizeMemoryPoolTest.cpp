@@ -1,5 +1,6 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/FixedBlockSizeMemoryPool.h"
+#include "LowLevelFacilities/GlobalMemoryPoolManager.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 
 #include <gtest/gtest.h>
@@ -213,4 +214,78 @@ TEST(FixedBlockSizeMemoryPool, RecyclingHandsTheFreeListToTheGlobalManager) {
   }  // destroyed: the chunk went to the manager with the free list
   EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(blockSize, blocksPerChunk), before + 6u);
   std::memset(stillInUse, 0x11, blockSize);  // still valid memory
+}
+
+TEST(FixedBlockSizeMemoryPool, PoolsTakingPartShareFreeBlocksThroughTheGlobalManager) {
+  // A geometry no other code uses; thresholds of 4 free blocks.
+  constexpr unsigned kSize = 24;
+  constexpr unsigned kPerChunk = 3;
+  ASSERT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 0u);
+  FixedBlockSizeMemoryPool maker(L"maker", kSize, kPerChunk, true, false);
+  FixedBlockSizeMemoryPool releaser(L"releaser", kSize, kPerChunk, true, false);
+  FixedBlockSizeMemoryPool outsider(L"outsider", kSize, kPerChunk, true, false);
+  EXPECT_EQ(maker.GetGlobalMemoryPoolManagerThreshold(), 0u);  // not taking part by default
+  maker.SetGlobalMemoryPoolManagerThreshold(4);
+  releaser.SetGlobalMemoryPoolManagerThreshold(4);
+  EXPECT_EQ(releaser.GetGlobalMemoryPoolManagerThreshold(), 4u);
+
+  std::vector<void*> blocks;
+  blocks.reserve(6);
+  for (int i = 0; i < 6; ++i) {
+    blocks.push_back(maker.AllocateFromPool(kSize));
+  }
+  EXPECT_EQ(maker.GetCounters().chunks, 2u);
+  // Up to the threshold the releaser keeps what it gets...
+  for (int i = 0; i < 4; ++i) {
+    releaser.ReturnToPool(blocks[i], kSize);
+  }
+  EXPECT_EQ(releaser.GetFreeBlockCount(), 4u);
+  EXPECT_EQ(releaser.PeekFreeListTail(), blocks[0]);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 0u);
+  // ...one more and the whole list goes to the manager.
+  releaser.ReturnToPool(blocks[4], kSize);
+  EXPECT_EQ(releaser.GetFreeBlockCount(), 0u);
+  EXPECT_EQ(releaser.PeekFreeListHead(), nullptr);
+  EXPECT_EQ(releaser.PeekFreeListTail(), nullptr);
+  EXPECT_EQ(releaser.GetCounters().blocksRecycled, 5u);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 5u);
+
+  // A pool that does not take part neither gives nor takes: it carves.
+  for (int i = 0; i < 6; ++i) {
+    outsider.ReturnToPool(outsider.AllocateFromPool(kSize), kSize);
+  }
+  EXPECT_EQ(outsider.GetCounters().chunks, 1u);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 5u);
+
+  // The maker, out of blocks, takes the manager's before it would carve: a
+  // chunk's worth (3) from the head of the list the releaser handed over.
+  void* again = maker.AllocateFromPool(kSize);
+  EXPECT_EQ(again, blocks[4]);
+  EXPECT_EQ(maker.GetCounters().chunks, 2u);
+  EXPECT_EQ(maker.GetCounters().blocksReceivedByCombining, 3u);
+  EXPECT_EQ(maker.GetFreeBlockCount(), 2u);
+  EXPECT_EQ(maker.CountFreeListBlocks(), 2u);
+  EXPECT_EQ(maker.PeekFreeListHead(), blocks[3]);
+  EXPECT_EQ(maker.PeekFreeListTail(), blocks[2]);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 2u);
+  // The rest comes with the next refill.
+  std::vector<void*> taken = {again};
+  for (int i = 0; i < 4; ++i) {
+    taken.push_back(maker.AllocateFromPool(kSize));
+  }
+  EXPECT_EQ(taken.back(), blocks[0]);
+  EXPECT_EQ(maker.GetCounters().chunks, 2u);
+  EXPECT_EQ(GlobalMemoryPoolManager::GetFreeBlockCountForGeometry(kSize, kPerChunk), 0u);
+
+  // Every block ends with the maker, which owns the chunks (so that the pools
+  // may be destroyed in any order).
+  maker.SetGlobalMemoryPoolManagerThreshold(0);
+  maker.CombineOtherMemoryPoolWithThisOne(releaser);  // (its counters of returns)
+  taken.push_back(blocks[5]);
+  for (void* block : taken) {
+    maker.ReturnToPool(block, kSize);
+  }
+  EXPECT_EQ(maker.GetFreeBlockCount(), 6u);
+  EXPECT_EQ(maker.CountFreeListBlocks(), 6u);
+  EXPECT_EQ(maker.GetBlocksInUse(), 0u);
 }

@@ -106,6 +106,9 @@ TEST(Formatter, NarrowAndWideTextUnderEitherConversion) {
   EXPECT_EQ(formatToStdString("[%-6S]", L"ab"), "[ab    ]");
   // Precision never cuts a UTF-8 sequence in two.
   EXPECT_EQ(formatToStdString("[%.2s]", "a\xc3\xa9"), "[a]");
+  // Empty views without data are empty text; only a null C string is "(null)".
+  EXPECT_EQ(formatToStdString("[%s|%s|%s]", std::string_view(), std::u16string_view(), std::wstring_view()), "[||]");
+  EXPECT_EQ(formatToStdString("[%s]", static_cast<const char*>(nullptr)), "[(null)]");
 }
 
 TEST(Formatter, TooFewAndTooManyArguments) {

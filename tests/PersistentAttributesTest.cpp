@@ -1,4 +1,5 @@
 #include "AttributeBytesTestSupport.h"
+#include "Compression/ZlibCompressedBuffer.h"
 #include "CompressionTestSupport.h"
 #include "PersistentAttributesTestSupport.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
@@ -7,8 +8,11 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <climits>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 using abtest::concat;
 using abtest::Expected;
@@ -215,23 +219,29 @@ TEST(PersistentAttributes, RealisticStatesRoundTripByteForByte) {
   EXPECT_EQ(edited.GetPersistentAttributesStateSize(), 29u);
 }
 
-TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
-  // The object holds real contents and the header of an older state, so that
-  // a failed import that touched either would show.
+// Every way an import can fail, step by step. Each test starts from an
+// object holding real contents and the header of an older state, so that a
+// failed import that touched either would show (expectImportFailure checks
+// the object and the version argument after each failure, in both modes).
+class PersistentAttributesImportFailure : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(object.ImportPersistentAttributesState(
+        persisted(abns, "10 00 00 00 05 00 06 20 06 00 01 00 00 00 02 00"), version, true, true));
+    ASSERT_EQ(object.GetHeader().GetCreatorVersion(), DriverVersion(6, 1, 0, 2));
+  }
+
   const AttributeBytesNameSpaces nameSpaces = patest::realisticNameSpaces(1);
   const ByteBuffer abns = nameSpacesStateOf(nameSpaces);
   PersistentAttributes object;
   DriverVersion version;
-  ASSERT_TRUE(object.ImportPersistentAttributesState(persisted(abns, "10 00 00 00 05 00 06 20 06 00 01 00 00 00 02 00"),
-                                                     version, true, true));
-  ASSERT_EQ(object.GetHeader().GetCreatorVersion(), DriverVersion(6, 1, 0, 2));
-
   const ByteBuffer good = persisted(abns);
   const ByteBuffer header = hexBytes(kCurrentHeader);
   const ByteBuffer stream = zlibStream(abns);
-  const auto size = static_cast<std::int32_t>(abns.size());
+  const std::int32_t size = static_cast<std::int32_t>(abns.size());
+};
 
-  // 1-2. The header.
+TEST_F(PersistentAttributesImportFailure, Step2TheHeaderMustBeThereAndCurrent) {
   for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{15}}) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, ByteBuffer(good.begin(), good.begin() + static_cast<long>(length)),
@@ -253,8 +263,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                  "PersistentAttributes::GetMajorComponentsFromStateDataBuffer", kFile},
         other);
   }
+}
 
-  // 3. The footer.
+TEST_F(PersistentAttributesImportFailure, Step3TheFooterMustBeThere) {
   expectImportFailure<CPExceptionMissingOrBadCompressedBufferFooter>(
       object, concat({header, stream}),
       Expected{"Footer information missing (buffer is " + std::to_string(stream.size()) +
@@ -263,8 +274,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                "CompressedBuffer::GetFooterInfo", ""},
       "no footer");
   expectImportFailure<CPExceptionMissingOrBadCompressedBufferFooter>(object, header, Expected{}, "header only");
+}
 
-  // 4. What the footer says, against the compressed bytes.
+TEST_F(PersistentAttributesImportFailure, Step4WhatTheFooterSaysMustFitTheData) {
   struct ValidationRow {
     ByteBuffer state;
     std::string message;
@@ -302,8 +314,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, row.state, Expected{row.message, "PersistentAttributes::ValidateCompressedData", kFile}, row.message);
   }
+}
 
-  // 5. The zlib data itself.
+TEST_F(PersistentAttributesImportFailure, Step3TheZlibDataMustBeSound) {
   ByteBuffer badCheck = stream;
   badCheck.back() ^= 0x01;  // the Adler-32 at the end of the stream
   expectImportFailure<CPExceptionCompression>(
@@ -319,8 +332,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
   badBlock[2] = 0xFF;  // block type 3 (reserved)
   expectImportFailure<CPExceptionCompression>(object, concat({header, badBlock, footer(1, -1, size)}), Expected{},
                                               "bad block type");
+}
 
-  // 6. The decompressed size against the footer.
+TEST_F(PersistentAttributesImportFailure, Step3TheDecompressedSizeMustMatchTheFooter) {
   for (const std::int32_t claimed : {size - 1, size + 1, std::int32_t{1}}) {
     expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
         object, concat({header, stream, footer(1, -1, claimed)}),
@@ -329,8 +343,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
                  "PersistentAttributes::GetComponentsFromCompressedDataBuffer", kFile},
         "claimed " + std::to_string(claimed));
   }
+}
 
-  // 7. The namespaces state inside: signatures, then records.
+TEST_F(PersistentAttributesImportFailure, Step5TheNameSpacesStateMustBeSound) {
   const char* const badSignature = "Import request ignored. This expected signature is missing or doesn't match.";
   struct SignatureRow {
     std::size_t offset;
@@ -357,9 +372,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
       persisted(concat({hexBytes("41 42 4E 53 07 00 04 00 00 00 E7 03 41 42 49 4C 41 42 52 4C"),
                         hexBytes("09 04 00 00 00 05 00 01 09 04 00 00 00 05 00 00")})),
       Expected{}, "the same namespace twice");
+}
 
-  // 8. Records inside a namespace's list: parsed when read, or at once when
-  // every record is checked.
+TEST_F(PersistentAttributesImportFailure, Step5RecordsAreCheckedWhenAskedOtherwiseWhenRead) {
   AttributeBytesRawList damagedList;
   damagedList.ImportAttributeBytesRawListState(hexBytes("41 42 52 4C 02 05 00 00 00 03 00 2C 01"));
   AttributeBytesRawList nestedDamage;
@@ -385,8 +400,9 @@ TEST(PersistentAttributes, EveryFailureInOrderLeavesTheObjectAsItWas) {
       Expected{"The namespaces state holds a record that is not a namespace list (Feature(5), ABVTE_INTEGER).",
                "PersistentAttributes::ImportPersistentAttributesState", kFile},
       "not a namespace", true);
+}
 
-  // A failed importing constructor without exceptions leaves a default object.
+TEST_F(PersistentAttributesImportFailure, AFailedImportingConstructorLeavesADefaultObject) {
   version = DriverVersion(1, 1, 1, 1);
   const PersistentAttributes failed(ByteBuffer(good.begin(), good.begin() + 15), false, &version);
   EXPECT_EQ(version, DriverVersion());
@@ -534,4 +550,162 @@ TEST(PersistentAttributes, CheckingEveryRecordFollowsNestedListsToALimitedDepth)
   }
   // Without the check the records are taken on trust.
   EXPECT_TRUE(imported.ImportPersistentAttributesState(tooDeep, version, true, false));
+}
+
+namespace {
+
+// A zlib stream header followed by `size` - 2 bytes of junk: enough
+// compressed bytes for the ratio check to let large claims through.
+ByteBuffer junkStream(std::size_t size) {
+  ByteBuffer junk{0x78, 0x9C};
+  for (std::size_t i = 2; i < size; ++i) {
+    junk.push_back(static_cast<unsigned char>(i * 131 + 7));
+  }
+  return junk;
+}
+
+}  // namespace
+
+TEST(PersistentAttributes, HostileStatesAreRefusedByWhatTheyClaim) {
+  PersistentAttributes object;
+  const ByteBuffer header = hexBytes(kCurrentHeader);
+
+  // A stream inflating to 16 MiB, footer claiming 1,000 bytes: inflation stops
+  // soon after the claim, and the message says how far it went.
+  const ByteBuffer zeros = zlibStream(ByteBuffer(std::size_t{16} << 20, 0));
+  try {
+    DriverVersion version;
+    object.ImportPersistentAttributesState(concat({header, zeros, footer(1, -1, 1000)}), version, true, true);
+    FAIL() << "no exception";
+  } catch (const CPExceptionMissingOrBadPersistentAttributesFormat& e) {
+    const std::string message = e.getExceptionMessage();
+    const std::string prefix = "Size of decompressed data (at least ";
+    ASSERT_EQ(message.rfind(prefix, 0), 0u) << message;
+    const unsigned long long seen = std::stoull(message.substr(prefix.size()));
+    EXPECT_GT(seen, 1000u);
+    EXPECT_LE(seen, 1000u + ZlibCompressedBuffer::kMinimumSizeCountingAllowance + 4 * 1024);
+    EXPECT_EQ(message, prefix + std::to_string(seen) + ") doesn't match the expected original size (1000).");
+  }
+
+  // The ceiling: 64 MiB by default, checked before anything is allocated or
+  // inflated; at the ceiling the claim is believed as far as the data goes.
+  EXPECT_EQ(object.GetMaximumOriginalSize(), 64UL << 20);
+  const ByteBuffer junk = junkStream(70 * 1024);
+  const Expected aboveDefault{
+      "The original size in the footer (67108865) is above the maximum original size accepted (67108864 bytes).",
+      "PersistentAttributes::ValidateCompressedData", kFile};
+  expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+      object, concat({header, junk, footer(1, -1, (64 << 20) + 1)}), aboveDefault, "64 MiB + 1");
+  expectImportFailure<CPExceptionCompression>(object, concat({header, junk, footer(1, -1, 64 << 20)}), Expected{},
+                                              "64 MiB");
+  // A 2 MB stream claiming 2 GiB - 1 bytes, and a 256 MB claim: refused at once.
+  for (const std::int32_t claim : {std::int32_t{0x7FFFFFFF}, std::int32_t{256 << 20}}) {
+    expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+        object, concat({header, junkStream(std::size_t{2100} << 10), footer(1, -1, claim)}),
+        Expected{"The original size in the footer (" + std::to_string(claim) +
+                     ") is above the maximum original size accepted (67108864 bytes).",
+                 "PersistentAttributes::ValidateCompressedData", kFile},
+        "claim " + std::to_string(claim));
+  }
+  // Footers that claim a negative size, or 4 GiB - 1 (negative as stored).
+  for (const std::int32_t claim : {std::int32_t{-1}, std::int32_t{INT32_MIN}}) {
+    expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+        object, concat({header, junk, footer(1, -1, claim)}),
+        Expected{"The original size in the footer (" + std::to_string(claim) + ") is negative.",
+                 "PersistentAttributes::ValidateCompressedData", kFile},
+        "claim " + std::to_string(claim));
+  }
+
+  // The caller's own ceiling, on both sides, on the object and on the
+  // importing constructor; the ceiling is the object's and survives imports.
+  const AttributeBytesNameSpaces nameSpaces = patest::realisticNameSpaces(1);
+  const ByteBuffer abns = nameSpacesStateOf(nameSpaces);
+  const ByteBuffer state = persisted(abns);
+  const auto size = static_cast<unsigned long>(abns.size());
+  PersistentAttributes limited;
+  limited.SetMaximumOriginalSize(size - 1);
+  expectImportFailure<CPExceptionMissingOrBadPersistentAttributesFormat>(
+      limited, state,
+      Expected{"The original size in the footer (" + std::to_string(size) +
+                   ") is above the maximum original size accepted (" + std::to_string(size - 1) + " bytes).",
+               "PersistentAttributes::ValidateCompressedData", kFile},
+      "one byte above the caller's ceiling");
+  limited.SetMaximumOriginalSize(size);
+  DriverVersion version;
+  ASSERT_TRUE(limited.ImportPersistentAttributesState(state, version, true, true));
+  EXPECT_EQ(limited.GetMaximumOriginalSize(), size);
+  EXPECT_EQ(PersistentAttributes(limited).GetMaximumOriginalSize(), size);
+  EXPECT_THROW(PersistentAttributes(state, true, nullptr, size - 1), CPExceptionMissingOrBadPersistentAttributesFormat);
+  EXPECT_EQ(PersistentAttributes(state, true, &version, size).GetPersistentAttributesState(), state);
+}
+
+TEST(PersistentAttributes, EveryImportPathHoldsTheNestingLimit) {
+  // A namespace whose list holds records nested `depth` list values deep.
+  const auto stateNested = [](unsigned depth) {
+    const ByteBuffer records = abtest::nestedListRecords(depth);
+    ByteBuffer nameSpaces =
+        hexBytes("41 42 4E 53 07 00 04 00 00 00 E7 03 41 42 49 4C 41 42 52 4C 09 04 00 00 00 0B 00 00");
+    const auto listState = static_cast<std::uint32_t>(4 + records.size());
+    for (int i = 0; i < 4; ++i) {
+      nameSpaces.push_back(static_cast<unsigned char>(listState >> (8 * i)));
+    }
+    return persisted(concat({nameSpaces, hexBytes("41 42 52 4C"), records}));
+  };
+  // Lists at levels 1 (the namespace's) to 32 can be read; level 33 cannot.
+  const auto walkDown = [](const PersistentAttributes& object) {
+    AttributeBytesRawList list;
+    EXPECT_TRUE(object.GetAttributeBytesListForNameSpace(AttributeBytesNameSpacesId(4), list));
+    std::vector<AttributeBytesSharedPtr> held;
+    const AttributeBytesRawList* current = &list;
+    unsigned level = 1;
+    try {
+      for (;; ++level) {
+        AttributeBytesRawListIterator iterator = current->GetRawListIterator();
+        held.push_back(current->GetNextAttributeBytesFromRawListIterator(iterator));
+        current = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+      }
+    } catch (const CPExceptionMissingOrBadAttributeBytesFormat& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), "The records are nested in list values deeper than 32 levels.");
+    }
+    return level;
+  };
+
+  for (const unsigned depth : {40u, 100000u}) {
+    SCOPED_TRACE(depth);
+    const ByteBuffer state = stateNested(depth);
+    // The checked import refuses at once.
+    PersistentAttributes checked;
+    DriverVersion version;
+    try {
+      checked.ImportPersistentAttributesState(state, version, true, true);
+      ADD_FAILURE() << "no exception";
+    } catch (const CPExceptionMissingOrBadPersistentAttributesFormat& e) {
+      EXPECT_STREQ(e.getExceptionMessage(), "The namespaces state holds list values nested deeper than 32 levels.");
+    }
+    // The trusting import and the importing constructor take the records on
+    // trust, and no reader gets below level 32.
+    PersistentAttributes trusting;
+    ASSERT_TRUE(trusting.ImportPersistentAttributesState(state, version, true, false));
+    EXPECT_EQ(walkDown(trusting), 33u);
+    const PersistentAttributes constructed(state, true, nullptr);
+    EXPECT_EQ(walkDown(constructed), 33u);
+    std::string dump;
+    constructed.AttributeBytesDump(DumpArgs(&dump), NoCoreDllsAttributeBytesDebugDisplayHelper::GetInstance());
+    EXPECT_NE(dump.find("<records nested too deeply, not shown>"), std::string::npos);
+  }
+  // At the limit everything is read.
+  const PersistentAttributes atTheLimit(stateNested(31), true, nullptr);
+  AttributeBytesRawList list;
+  ASSERT_TRUE(atTheLimit.GetAttributeBytesListForNameSpace(AttributeBytesNameSpacesId(4), list));
+  std::vector<AttributeBytesSharedPtr> held;
+  const AttributeBytesRawList* current = &list;
+  for (unsigned level = 1; level <= 32; ++level) {
+    AttributeBytesRawListIterator iterator = current->GetRawListIterator();
+    held.push_back(current->GetNextAttributeBytesFromRawListIterator(iterator));
+    ASSERT_TRUE(held.back());
+    if (level < 32) {
+      current = &held.back()->GetAttributeBytesValue().GetListValue().GetValue();
+    }
+  }
+  EXPECT_EQ(held.back()->GetDebugDisplayString(), "Feature(1) value=7");
 }

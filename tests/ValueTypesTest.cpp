@@ -60,6 +60,27 @@ TEST(UtcTime, CalendarConversionAndTime64Offset) {
   EXPECT_FALSE(parsed.SetFromIso8601String("2026-11-21 04:40:33"));
   EXPECT_EQ(parsed, t);
 
+  // Only dates of the calendar are read, in exactly the form written.
+  for (const char* impossible : {"2023-02-31T00:00:00Z",  "2023-02-29T00:00:00Z",
+                                 "1900-02-29T00:00:00Z",  "2023-04-31T12:00:00Z",
+                                 "2023-06-31T12:00:00Z",  "2023-09-31T12:00:00Z",
+                                 "2023-11-31T12:00:00Z",  "2023-01-32T00:00:00Z",
+                                 "2023-01-00T00:00:00Z",  "0000-01-01T00:00:00Z",
+                                 "2023-01-01T24:00:00Z",  "2023-01-01T23:60:00Z",
+                                 "2023-12-31T23:59:60Z",  "+2023-01-01T00:00:00Z",
+                                 " 2023-01-01T00:00:00Z", "2023-1-01T00:00:00Z",
+                                 "12023-01-01T00:00:00Z", "2023-01-01T00:00:00z",
+                                 "2023-01-01T00:00:00Z ", "2023-01-01T00:00:0Z",
+                                 "2023-01-01T-1:00:00Z",  ""}) {
+    EXPECT_FALSE(parsed.SetFromIso8601String(impossible)) << impossible;
+    EXPECT_EQ(parsed, t) << impossible;
+  }
+  for (const char* possible : {"2024-02-29T00:00:00Z", "2000-02-29T23:59:59Z", "2023-04-30T12:00:00Z",
+                               "0001-01-01T00:00:00Z", "9999-12-31T23:59:59Z", "1969-12-31T23:59:59Z"}) {
+    ASSERT_TRUE(parsed.SetFromIso8601String(possible)) << possible;
+    EXPECT_EQ(parsed.GetIso8601String(), possible);
+  }
+
   // One hour east of UTC: the stored value is local time.
   EXPECT_EQ(t.ToTime64WithOffset(3600), 1795236033 + 3600);
   EXPECT_EQ(UtcTime::FromTime64WithOffset(1795236033 + 3600, 3600), t);

@@ -65,6 +65,12 @@ void CabCompressedBuffer::UncompressBuffer(ByteBuffer& original) const {
               "CabCompressedBuffer::UncompressBuffer(): The original data size in the footer (%ld) is negative!",
               static_cast<long long>(originalSize));
   }
+  if (static_cast<unsigned long long>(originalSize) > GetMaximumOriginalSize()) {
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT("CabCompressedBuffer::UncompressBuffer"),
+              "CabCompressedBuffer::UncompressBuffer(): The original data size in the footer (%ld) is above the "
+              "maximum original size accepted (%lu bytes)!",
+              static_cast<long long>(originalSize), static_cast<unsigned long long>(GetMaximumOriginalSize()));
+  }
   ByteBuffer result;
   if (compressedSize != 0) {
     CabinetPlatform::uncompress(GetData().data(), compressedSize, static_cast<unsigned long>(originalSize), result);

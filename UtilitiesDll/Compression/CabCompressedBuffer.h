@@ -20,7 +20,9 @@
 // CPExceptionIncompatibleCompressionFormat. The limit is deliberate and
 // applies only to that direction.
 //
-// Decompression never lets the output grow beyond the footer's original size
+// An original size above the object's ceiling (see CompressedBuffer) is
+// refused before the platform is asked. Decompression never lets the output
+// grow beyond the footer's original size
 // (the in-memory output file refuses longer writes), and exactly that many
 // bytes must come out.
 

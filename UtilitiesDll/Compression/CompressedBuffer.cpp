@@ -135,6 +135,18 @@ void CompressedBuffer::SetState(ByteBuffer&& data, long originalSize, int parame
   m_format = format;
 }
 
+void CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(long originalSize, std::size_t largestBufferSize) {
+  if (originalSize < 0 || static_cast<unsigned long long>(originalSize) > largestBufferSize) {
+    HDU_THROW(CPExceptionOutOfMemory, HDU_DEBUG_CONTEXT("CompressedBuffer::CheckOriginalSizeFitsInOneBuffer"),
+              "The original data size (%ld bytes) cannot be held in one buffer on this platform (at most %lu bytes).",
+              static_cast<long long>(originalSize), static_cast<unsigned long long>(largestBufferSize));
+  }
+}
+
+void CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(long originalSize) {
+  CheckOriginalSizeFitsInOneBuffer(originalSize, ByteBuffer().max_size());
+}
+
 unsigned long CompressedBuffer::GetCompressedPartSize(long& originalSize) const {
   int parameter = m_formatParameter;
   CompressionFormatEnum format = m_format;

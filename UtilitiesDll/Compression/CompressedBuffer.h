@@ -26,9 +26,24 @@
 // ZlibCompressedBuffer and CabCompressedBuffer fill the container; each can
 // take over data in the other's format by converting it
 // (ConvertCompressedDataToNativeFormat).
+//
+// The ceiling on the original size. A footer's original size comes with the
+// data, from wherever the data came from, and decompressing trusts it for
+// memory. Every reader therefore refuses, before allocating or decompressing
+// anything, an original size above its maximum: 64 MiB unless the caller
+// sets another (SetMaximumOriginalSize on an object, an argument on the
+// static readers). Real settings and job data are a few kilobytes to a few
+// megabytes; data meant to be larger needs a caller that says so.
+// A size above what one buffer of this platform can hold (a 32-bit process
+// holds at most 2 GiB - 1 bytes in one vector) is refused with
+// CPExceptionOutOfMemory (CheckOriginalSizeFitsInOneBuffer), and running
+// out of memory while decompressing is reported the same way, never as a
+// standard library exception.
 
 #include "General/ByteBuffer.h"
 #include "hdUtilitiesExport.h"
+
+#include <cstddef>
 
 // The compression format recorded in the footer. Only the low byte is stored,
 // so a footer may name any value from 0 to 255; values other than the two
@@ -46,6 +61,8 @@ class HDU_API CompressedBuffer {
     kSizeOf40FooterInfo = 12,     // the older "COM4" footer
     kSizeOfOldestFooterInfo = 8,  // the oldest "COMP" footer
   };
+  // The largest original size a reader accepts unless told otherwise.
+  enum : unsigned long { kDefaultMaximumOriginalSize = 64UL << 20 };
 
   virtual ~CompressedBuffer();
 
@@ -57,6 +74,21 @@ class HDU_API CompressedBuffer {
   // For zlib the compression level; for cabinet data -1.
   int GetFormatParameter() const noexcept { return m_formatParameter; }
   CompressionFormatEnum GetCompressionFormat() const noexcept { return m_format; }
+
+  // The largest original size UncompressBuffer (and a conversion) accepts;
+  // a larger one in the footer is refused with CPExceptionCompression before
+  // anything is allocated. Copies take it along.
+  unsigned long GetMaximumOriginalSize() const noexcept { return m_maximumOriginalSize; }
+  void SetMaximumOriginalSize(unsigned long maximumOriginalSize) noexcept {
+    m_maximumOriginalSize = maximumOriginalSize;
+  }
+
+  // Throws CPExceptionOutOfMemory ("The original data size (%ld bytes) cannot
+  // be held in one buffer on this platform (at most %lu bytes).") when
+  // `originalSize` bytes do not fit in one buffer whose largest size is
+  // `largestBufferSize` (by default this platform's largest ByteBuffer).
+  static void CheckOriginalSizeFitsInOneBuffer(long originalSize, std::size_t largestBufferSize);
+  static void CheckOriginalSizeFitsInOneBuffer(long originalSize);
 
   // ---- compression ----
   // Replaces the contents with the compressed form of `original` and its
@@ -130,4 +162,5 @@ class HDU_API CompressedBuffer {
   long m_originalSize = 0;
   int m_formatParameter = -1;
   CompressionFormatEnum m_format = CFE_ZLIB;
+  unsigned long m_maximumOriginalSize = kDefaultMaximumOriginalSize;
 };

@@ -8,22 +8,21 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace {
 
-// Up to this original size the one-call decompression allocates what the
-// footer says at once; above it the stream is measured first.
-constexpr std::size_t kLargestSizeAllocatedOnTheFootersWord = 4u << 20;
-
 // The footer stores sizes as signed 32-bit values.
 constexpr unsigned long kMaximumOriginalSize = 0x7FFFFFFFUL;
 
-// The streaming decompressor's first output step, and the scratch size used
-// to count output beyond the expected size.
-constexpr std::size_t kInitialStreamOutput = std::size_t{64} * 1024;
-constexpr std::size_t kCountingScratchSize = std::size_t{16} * 1024;
+// The output buffer is filled this much at a time (each step is zeroed
+// before inflate writes it), and output beyond the original size is counted
+// in a scratch buffer of this size.
+constexpr std::size_t kOutputStep = std::size_t{256} * 1024;
+constexpr std::size_t kCountingScratchSize = std::size_t{4} * 1024;
 
 const char* zlibErrorName(int code) noexcept {
   switch (code) {
@@ -62,11 +61,17 @@ std::string zlibErrorText(int code, const char* detail = nullptr) {
   HDU_THROW(CPExceptionCompression, DebugContextReference(site), format, zlibErrorText(code, detail));
 }
 
-[[noreturn]] void throwSizeMismatch(DebugContextReference&& site, unsigned long long actual, long expected) {
+// "12345", or "at least 12345" when inflation stopped before the stream ended.
+std::string sizeText(unsigned long long size, bool isLowerBound) {
+  return isLowerBound ? InternalHaldenCP::formatToStdString("at least %lu", size) : std::to_string(size);
+}
+
+[[noreturn]] void throwSizeMismatch(DebugContextReference&& site, unsigned long long actual, bool isLowerBound,
+                                    long expected) {
   HDU_THROW(CPExceptionCompression, DebugContextReference(site),
-            "ZlibCompressedBuffer::uncompressData(): Uncompressed data size (%ld) doesn't match the expected size of "
+            "ZlibCompressedBuffer::uncompressData(): Uncompressed data size (%s) doesn't match the expected size of "
             "the original data (%ld)!",
-            actual, static_cast<long long>(expected));
+            sizeText(actual, isLowerBound), static_cast<long long>(expected));
 }
 
 void checkOriginalSizeToCompress(unsigned long size, const char* functionName, const char* functionLabel) {
@@ -82,8 +87,8 @@ void checkOriginalSizeToCompress(unsigned long size, const char* functionName, c
 // The footer's original size is checked before anything is allocated: it
 // must not be negative, and deflate data cannot expand by more than
 // kMaximumExpansionRatio.
-void checkOriginalSizeToUncompress(unsigned long compressedSize, long originalSize, const char* functionName,
-                                   const char* functionLabel) {
+void checkOriginalSizeToUncompress(unsigned long compressedSize, long originalSize, unsigned long maximumOriginalSize,
+                                   const char* functionName, const char* functionLabel) {
   const unsigned long long limit =
       static_cast<unsigned long long>(compressedSize) * ZlibCompressedBuffer::kMaximumExpansionRatio;
   if (static_cast<unsigned long long>(compressedSize) > UINT_MAX) {
@@ -99,6 +104,12 @@ void checkOriginalSizeToUncompress(unsigned long compressedSize, long originalSi
               "Zlib data (at most %lu bytes can come out)!",
               functionName, static_cast<long long>(originalSize), static_cast<unsigned long long>(compressedSize),
               std::min<unsigned long long>(limit, kMaximumOriginalSize));
+  }
+  if (static_cast<unsigned long long>(originalSize) > maximumOriginalSize) {
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT(functionLabel),
+              "ZlibCompressedBuffer::%s(): The original data size in the footer (%ld) is above the maximum original "
+              "size accepted (%lu bytes)!",
+              functionName, static_cast<long long>(originalSize), static_cast<unsigned long long>(maximumOriginalSize));
   }
 }
 
@@ -136,42 +147,127 @@ class DeflateStreamGuard {
   z_stream* m_stream;
 };
 
-// Inflates what remains of `stream` into a scratch buffer and adds the bytes
-// that come out to `total`. Returns Z_STREAM_END when the stream ended,
-// otherwise the failing result (with Z_BUF_ERROR for data that stops early).
-int countRemainingOutput(z_stream& stream, unsigned long long& total) {
+// How one bounded inflation ended.
+struct BoundedInflation {
+  // Z_STREAM_END: the stream ended, `produced` is its whole output.
+  // Z_OK: inflation stopped the counting allowance past the claim before
+  // the stream ended; `produced` is a lower bound.
+  // Z_BUF_ERROR: the input ended before the stream did.
+  // Anything else: zlib's failure, with its message (zlib's messages are
+  // static texts) when it gave one.
+  int code = Z_OK;
+  unsigned long long produced = 0;
+  const char* message = nullptr;
+  // The zlib call that failed.
+  enum Call { kInflateInit, kInflate, kInflateEnd } failedCall = kInflate;
+};
+
+// The library's one inflation loop. Inflates the stream into `kept`,
+// reserved at `claimed` bytes and grown step by step as output comes, keeping
+// at most `claimed` bytes; output beyond them is counted in a scratch buffer
+// up to `claimed` more (at least kMinimumSizeCountingAllowance), then
+// inflation stops. `kept` holds the kept output on return.
+BoundedInflation inflateBounded(const unsigned char* compressed, unsigned long compressedSize, std::size_t claimed,
+                                ByteBuffer& kept) {
+  BoundedInflation result;
+  z_stream stream{};
+  stream.next_in = const_cast<Bytef*>(compressed);  // zlib's interface is not const-correct
+  stream.avail_in = static_cast<uInt>(compressedSize);
+  int code = inflateInit(&stream);
+  if (code != Z_OK) {
+    result.code = code;
+    result.message = stream.msg;
+    result.failedCall = BoundedInflation::kInflateInit;
+    return result;
+  }
+  InflateStreamGuard guard(stream);
+  kept.clear();
+  kept.reserve(claimed);
+
+  // The stream's end while filling `kept`, or a failure.
+  const auto finish = [&](int endCode, unsigned long long produced) {
+    result.code = endCode;
+    result.produced = produced;
+    result.message = endCode == Z_STREAM_END || endCode == Z_BUF_ERROR ? nullptr : stream.msg;
+    if (endCode == Z_STREAM_END) {
+      guard.release();
+      const int endResult = inflateEnd(&stream);
+      if (endResult != Z_OK) {
+        result.code = endResult;
+        result.message = nullptr;
+        result.failedCall = BoundedInflation::kInflateEnd;
+      }
+    }
+    return result;
+  };
+
+  std::size_t produced = 0;
+  while (produced < claimed || produced < kept.size()) {
+    if (produced == kept.size()) {
+      kept.resize(std::min(claimed, produced + kOutputStep));
+    }
+    stream.next_out = kept.data() + produced;
+    stream.avail_out = static_cast<uInt>(kept.size() - produced);
+    code = inflate(&stream, Z_NO_FLUSH);
+    produced = kept.size() - stream.avail_out;
+    if (code == Z_STREAM_END) {
+      kept.resize(produced);
+      return finish(Z_STREAM_END, produced);
+    }
+    if (code != Z_OK && !(code == Z_BUF_ERROR && stream.avail_out == 0)) {
+      kept.resize(produced);
+      return finish(code, produced);
+    }
+    if (stream.avail_in == 0 && stream.avail_out != 0) {
+      // All input used, room left, no end marker: the data stops early.
+      kept.resize(produced);
+      return finish(Z_BUF_ERROR, produced);
+    }
+  }
+
+  // `claimed` bytes are kept and the stream has not ended: count what follows.
+  unsigned long long total = produced;
+  const unsigned long long stopAt =
+      total + std::max<unsigned long long>(claimed, ZlibCompressedBuffer::kMinimumSizeCountingAllowance);
   unsigned char scratch[kCountingScratchSize];
   for (;;) {
     stream.next_out = scratch;
     stream.avail_out = sizeof(scratch);
-    const int result = inflate(&stream, Z_NO_FLUSH);
+    code = inflate(&stream, Z_NO_FLUSH);
     total += sizeof(scratch) - stream.avail_out;
-    if (result == Z_STREAM_END) {
-      return result;
+    if (code == Z_STREAM_END) {
+      return finish(Z_STREAM_END, total);
     }
-    if (result != Z_OK && result != Z_BUF_ERROR) {
-      return result;
+    if (code != Z_OK && !(code == Z_BUF_ERROR && stream.avail_out == 0)) {
+      return finish(code, total);
     }
-    if (stream.avail_out != 0) {
-      // Room was left, so all input is used up and the end marker is missing.
-      return Z_BUF_ERROR;
+    if (stream.avail_in == 0 && stream.avail_out != 0) {
+      return finish(Z_BUF_ERROR, total);
+    }
+    if (total > stopAt) {
+      return finish(Z_OK, total);
     }
   }
 }
 
-// The whole output size of a zlib stream, or its failing result.
-int countZlibOutput(const unsigned char* compressed, unsigned long compressedSize, unsigned long long& total) {
-  z_stream stream{};
-  stream.next_in = const_cast<Bytef*>(compressed);  // zlib's interface is not const-correct
-  stream.avail_in = static_cast<uInt>(compressedSize);
-  int result = inflateInit(&stream);
-  if (result != Z_OK) {
-    return result;
+// Runs the bounded inflation with its memory checked first, and turns running
+// out of memory into the library's exception.
+BoundedInflation inflateClaimed(const unsigned char* compressed, unsigned long compressedSize, long originalSize,
+                                ByteBuffer& kept, const char* functionLabel) {
+  CompressedBuffer::CheckOriginalSizeFitsInOneBuffer(originalSize);
+  try {
+    return inflateBounded(compressed, compressedSize, static_cast<std::size_t>(originalSize), kept);
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {
   }
-  total = 0;
-  result = countRemainingOutput(stream, total);
-  inflateEnd(&stream);
-  return result;
+  HDU_THROW(CPExceptionOutOfMemory, HDU_DEBUG_CONTEXT(functionLabel),
+            "Not enough memory to decompress %ld bytes of original data.", static_cast<long long>(originalSize));
+}
+
+// The one-call decompressor's view of a failure, as zlib's uncompress()
+// reports it: a stream that ends early or needs a dictionary is a data error.
+int asUncompressResult(int code) noexcept {
+  return code == Z_BUF_ERROR || code == Z_NEED_DICT ? Z_DATA_ERROR : code;
 }
 
 }  // namespace
@@ -202,7 +298,8 @@ void ZlibCompressedBuffer::CompressData(const unsigned char* data, unsigned long
   out = std::move(result);
 }
 
-void ZlibCompressedBuffer::UncompressData(const ByteBuffer& compressed, ByteBuffer& out) {
+void ZlibCompressedBuffer::UncompressData(const ByteBuffer& compressed, ByteBuffer& out,
+                                          unsigned long maximumOriginalSize) {
   long originalSize = 0;
   int parameter = -1;
   CompressionFormatEnum format = CFE_ZLIB;
@@ -213,58 +310,54 @@ void ZlibCompressedBuffer::UncompressData(const ByteBuffer& compressed, ByteBuff
               "ZlibCompressedBuffer::uncompressData(): The data is in compression format %d, not in Zlib format (%d)!",
               static_cast<int>(format), static_cast<int>(CFE_ZLIB));
   }
-  UncompressData(compressed.data(), static_cast<unsigned long>(compressed.size() - footerSize), originalSize, out);
+  UncompressData(compressed.data(), static_cast<unsigned long>(compressed.size() - footerSize), originalSize, out,
+                 maximumOriginalSize);
 }
 
 void ZlibCompressedBuffer::UncompressData(const unsigned char* compressed, unsigned long compressedSize,
-                                          long originalSize, ByteBuffer& out) {
-  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressData", "ZlibCompressedBuffer::UncompressData");
+                                          long originalSize, ByteBuffer& out, unsigned long maximumOriginalSize) {
+  checkOriginalSizeToUncompress(compressedSize, originalSize, maximumOriginalSize, "uncompressData",
+                                "ZlibCompressedBuffer::UncompressData");
   if (compressedSize == 0) {
     // Only an empty original compresses to nothing (see CompressData).
     out.clear();
     return;
   }
-  // One byte more than expected, so that a stream one byte too long is told
-  // apart from one that fits exactly.
-  const std::size_t expected = static_cast<std::size_t>(originalSize);
-  if (expected > kLargestSizeAllocatedOnTheFootersWord) {
-    // A large original size is taken on trust only once the stream has shown
-    // it: a forged footer must not make a few bytes of input cost gigabytes.
-    unsigned long long total = 0;
-    const int countResult = countZlibOutput(compressed, compressedSize, total);
-    if (countResult != Z_STREAM_END) {
-      throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
-                     "ZlibCompressedBuffer::uncompressData(): ZLIB returned an error (%s) from uncompress()!",
-                     countResult);
-    }
-    if (total != expected) {
-      throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"), total, originalSize);
-    }
+  const InflationResult result = InflateClaimedSize(compressed, compressedSize, originalSize, out);
+  if (!result.sizeMatches) {
+    throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"), result.size, result.sizeIsLowerBound,
+                      originalSize);
   }
-  ByteBuffer result(expected + 1, 0);
-  uLongf produced = static_cast<uLongf>(result.size());
-  const int code = uncompress(result.data(), &produced, compressed, static_cast<uLong>(compressedSize));
-  if (code == Z_BUF_ERROR) {
-    // The output did not fit: the data holds more than the footer says, or
-    // fails further on. Count it without keeping it to tell which.
-    unsigned long long total = 0;
-    const int countResult = countZlibOutput(compressed, compressedSize, total);
-    if (countResult == Z_STREAM_END) {
-      throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"), total, originalSize);
-    }
+}
+
+ZlibCompressedBuffer::InflationResult ZlibCompressedBuffer::InflateClaimedSize(const unsigned char* compressed,
+                                                                               unsigned long compressedSize,
+                                                                               long originalSize, ByteBuffer& out) {
+  ByteBuffer kept;
+  const BoundedInflation inflation =
+      inflateClaimed(compressed, compressedSize, originalSize, kept, "ZlibCompressedBuffer::UncompressData");
+  if (inflation.code != Z_STREAM_END && inflation.code != Z_OK) {
     throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
                    "ZlibCompressedBuffer::uncompressData(): ZLIB returned an error (%s) from uncompress()!",
-                   countResult);
+                   asUncompressResult(inflation.code));
   }
-  if (code != Z_OK) {
-    throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"),
-                   "ZlibCompressedBuffer::uncompressData(): ZLIB returned an error (%s) from uncompress()!", code);
+  InflationResult result;
+  result.size = inflation.produced;
+  result.sizeIsLowerBound = inflation.code == Z_OK;
+  result.sizeMatches = !result.sizeIsLowerBound && inflation.produced == static_cast<unsigned long long>(originalSize);
+  if (result.sizeMatches) {
+    out.swap(kept);
   }
-  if (produced != expected) {
-    throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressData"), produced, originalSize);
+  return result;
+}
+
+bool ZlibCompressedBuffer::BeginsWithZlibStreamHeader(const unsigned char* data, std::size_t size) noexcept {
+  if (data == nullptr || size < 2) {
+    return false;
   }
-  result.resize(expected);
-  out = std::move(result);
+  const unsigned cmf = data[0];
+  const unsigned flg = data[1];
+  return (cmf & 0x0Fu) == Z_DEFLATED && (cmf >> 4) <= 7 && ((cmf << 8) | flg) % 31 == 0 && (flg & 0x20u) == 0;
 }
 
 void ZlibCompressedBuffer::CompressBuffer(const ByteBuffer& original) {
@@ -314,80 +407,45 @@ void ZlibCompressedBuffer::CompressBuffer(const ByteBuffer& original) {
 void ZlibCompressedBuffer::UncompressBuffer(ByteBuffer& original) const {
   long originalSize = 0;
   const unsigned long compressedSize = GetCompressedPartSize(originalSize);
-  UncompressStream(GetData().data(), compressedSize, originalSize, original);
+  UncompressStream(GetData().data(), compressedSize, originalSize, original, GetMaximumOriginalSize());
 }
 
 void ZlibCompressedBuffer::UncompressStream(const unsigned char* compressed, unsigned long compressedSize,
-                                            long originalSize, ByteBuffer& out) {
+                                            long originalSize, ByteBuffer& out, unsigned long maximumOriginalSize) {
   // The streaming decompressor's messages name deflate() where inflate() is
   // meant; existing log readers match the text as it is.
   constexpr const char* kInflateFailedMessage =
       "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from deflate()!";
-  checkOriginalSizeToUncompress(compressedSize, originalSize, "uncompressBuffer",
+  checkOriginalSizeToUncompress(compressedSize, originalSize, maximumOriginalSize, "uncompressBuffer",
                                 "ZlibCompressedBuffer::UncompressBuffer");
   if (compressedSize == 0) {
     out.clear();
     return;
   }
-  z_stream stream{};
-  stream.next_in = const_cast<Bytef*>(compressed);  // zlib's interface is not const-correct
-  stream.avail_in = static_cast<uInt>(compressedSize);
-  int code = inflateInit(&stream);
-  if (code != Z_OK) {
-    throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"),
-                   "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from inflateInit()!", code,
-                   stream.msg);
-  }
-  InflateStreamGuard guard(stream);
-
-  // The output grows only as data comes out, up to one byte more than
-  // expected (which tells a longer stream apart from an exact fit).
-  const std::size_t limit = static_cast<std::size_t>(originalSize) + 1;
   ByteBuffer result;
-  std::size_t produced = 0;
-  for (;;) {
-    if (produced == result.size()) {
-      if (result.size() == limit) {
-        // Full and not at the end: more data than the footer says. Count the
-        // rest to report the real size (or the failure further on).
-        unsigned long long total = produced;
-        code = countRemainingOutput(stream, total);
-        if (code == Z_STREAM_END) {
-          throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), total, originalSize);
-        }
-        throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), kInflateFailedMessage, code,
-                       code == Z_BUF_ERROR ? "the data ends before the end of the zlib stream" : stream.msg);
-      }
-      result.resize(std::min(limit, std::max(kInitialStreamOutput, result.size() * 2)));
+  const BoundedInflation inflation =
+      inflateClaimed(compressed, compressedSize, originalSize, result, "ZlibCompressedBuffer::UncompressBuffer");
+  if (inflation.code != Z_STREAM_END && inflation.code != Z_OK) {
+    switch (inflation.failedCall) {
+      case BoundedInflation::kInflateInit:
+        throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"),
+                       "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from inflateInit()!",
+                       inflation.code, inflation.message);
+      case BoundedInflation::kInflateEnd:
+        throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"),
+                       "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from inflateEnd()!",
+                       inflation.code);
+      case BoundedInflation::kInflate:
+        break;
     }
-    stream.next_out = result.data() + produced;
-    stream.avail_out = static_cast<uInt>(result.size() - produced);
-    code = inflate(&stream, Z_NO_FLUSH);
-    produced = result.size() - stream.avail_out;
-    if (code == Z_STREAM_END) {
-      break;
-    }
-    if (code == Z_OK || (code == Z_BUF_ERROR && stream.avail_out == 0)) {
-      if (stream.avail_in == 0 && stream.avail_out != 0) {
-        // All input used, room left, no end marker: the data stops early.
-        throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), kInflateFailedMessage, Z_BUF_ERROR,
-                       "the data ends before the end of the zlib stream");
-      }
-      continue;
-    }
-    throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), kInflateFailedMessage, code,
-                   code == Z_BUF_ERROR ? "the data ends before the end of the zlib stream" : stream.msg);
+    throwZlibError(
+        HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), kInflateFailedMessage, inflation.code,
+        inflation.code == Z_BUF_ERROR ? "the data ends before the end of the zlib stream" : inflation.message);
   }
-  guard.release();
-  code = inflateEnd(&stream);
-  if (code != Z_OK) {
-    throwZlibError(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"),
-                   "ZlibCompressedBuffer::uncompressBuffer(): ZLIB returned an error (%s) from inflateEnd()!", code);
+  if (inflation.code == Z_OK || inflation.produced != static_cast<unsigned long long>(originalSize)) {
+    throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), inflation.produced,
+                      inflation.code == Z_OK, originalSize);
   }
-  if (produced != static_cast<std::size_t>(originalSize)) {
-    throwSizeMismatch(HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::UncompressBuffer"), produced, originalSize);
-  }
-  result.resize(produced);
   out = std::move(result);
 }
 
@@ -405,6 +463,12 @@ void ZlibCompressedBuffer::ConvertCompressedDataToNativeFormat(CompressionFormat
               HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::ConvertCompressedDataToNativeFormat"),
               "Compressed data in format %d cannot be converted into Zlib format; only CAB data (%d) can.",
               static_cast<int>(format), static_cast<int>(CFE_CAB));
+  }
+  if (originalSize < 0 || static_cast<unsigned long long>(originalSize) > GetMaximumOriginalSize()) {
+    HDU_THROW(CPExceptionCompression, HDU_DEBUG_CONTEXT("ZlibCompressedBuffer::ConvertCompressedDataToNativeFormat"),
+              "ZlibCompressedBuffer::ConvertCompressedDataToNativeFormat(): The original data size in the footer (%ld) "
+              "is negative or above the maximum original size accepted (%lu bytes)!",
+              static_cast<long long>(originalSize), static_cast<unsigned long long>(GetMaximumOriginalSize()));
   }
   try {
     ByteBuffer cabinetData(data);

@@ -19,26 +19,52 @@
 // A zlib error is named with zlib's constant and its text, as in
 // "Z_DATA_ERROR (incorrect header check)".
 //
-// Bounds on decompression. The footer is not trusted for memory: deflate can
-// expand at most 1032 to 1 (a 258-byte match coded in 2 bits), so an original
-// size above 1032 times the compressed size cannot be genuine and is refused
-// before anything is allocated. Beyond that the one-call path allocates
-// exactly the original size once; the streaming path grows its output only as
-// data actually comes out. Neither reads outside the input.
+// Bounds on decompression. The footer is not trusted for memory or for work:
+//  - deflate can expand at most 1032 to 1 (a 258-byte match coded in 2 bits),
+//    so an original size above 1032 times the compressed size cannot be
+//    genuine; it is refused before anything is allocated, as is an original
+//    size above the reader's ceiling (see CompressedBuffer);
+//  - the output buffer is reserved at the original size (address space only)
+//    and filled chunk by chunk as data comes out, so a footer that claims
+//    more than the stream holds costs no memory it does not fill;
+//  - inflation stops soon after the output passes the original size: at
+//    most as many bytes again as the original size (and at least
+//    kMinimumSizeCountingAllowance) are counted beyond it, not kept, to name
+//    the true size; a stream that goes on past that is refused with "(at
+//    least N)" in place of the size, N being the bytes seen. The work is
+//    bounded by twice the original size, never by what the stream would give.
+// Neither path reads outside the input. InflateClaimedSize is the one
+// inflation routine the library's readers share.
 
 #include "Compression/CompressedBuffer.h"
 #include "hdUtilitiesExport.h"
+
+#include <cstddef>
 
 class HDU_API ZlibCompressedBuffer : public CompressedBuffer {
  public:
   // The highest expansion deflate data can achieve (see above).
   enum : unsigned long { kMaximumExpansionRatio = 1032 };
+  // How far past the original size output is counted, at least, to name the
+  // true size (see above).
+  enum : unsigned long { kMinimumSizeCountingAllowance = 16UL * 1024 };
+
+  // What InflateClaimedSize found.
+  struct InflationResult {
+    // Exactly the original size came out, and the stream ended there.
+    bool sizeMatches = false;
+    // The bytes that came out: the stream's whole output, or, when
+    // sizeIsLowerBound, the bytes seen before inflation stopped.
+    unsigned long long size = 0;
+    bool sizeIsLowerBound = false;
+  };
 
   // Only a footer: original size 0, the given level (-1 is zlib's default,
   // otherwise 0 to 9; other values fail when compressing).
   explicit ZlibCompressedBuffer(int level = -1);
   // Takes over compressed data with its footer. Data in cabinet form is
-  // converted (see ConvertCompressedDataToNativeFormat); the level is then
+  // converted (see ConvertCompressedDataToNativeFormat, with the default
+  // ceiling); the level is then
   // zlib's default. Throws for a missing footer or an unknown format; the
   // conversion's failures propagate as raised.
   explicit ZlibCompressedBuffer(const ByteBuffer& data);
@@ -56,23 +82,38 @@ class HDU_API ZlibCompressedBuffer : public CompressedBuffer {
   // format 1). An empty input gives the footer alone. Inputs of 2^31 bytes or
   // more do not fit the footer and are refused.
   static void CompressData(const unsigned char* data, unsigned long size, ByteBuffer& out, const int& level);
-  // Reads the footer of `compressed`, inflates the bytes before it with one
-  // uncompress call into a buffer of exactly the original size and replaces
-  // `out` with them.
-  static void UncompressData(const ByteBuffer& compressed, ByteBuffer& out);
+  // Reads the footer of `compressed`, inflates the bytes before it into a
+  // buffer of exactly the original size and replaces `out` with them. An
+  // original size above `maximumOriginalSize` is refused first.
+  static void UncompressData(const ByteBuffer& compressed, ByteBuffer& out,
+                             unsigned long maximumOriginalSize = kDefaultMaximumOriginalSize);
   // The same for bare zlib bytes and a known original size.
   static void UncompressData(const unsigned char* compressed, unsigned long compressedSize, long originalSize,
-                             ByteBuffer& out);
+                             ByteBuffer& out, unsigned long maximumOriginalSize = kDefaultMaximumOriginalSize);
+  // Inflates `compressedSize` bytes of one zlib stream against the size its
+  // footer claims (not negative; the caller has checked it against its
+  // ceiling and the expansion bound) and reports how it went, without
+  // throwing for a size that differs. On a match `out` is replaced with the
+  // data; otherwise it is left as it was. Damaged data throws
+  // CPExceptionCompression ("ZlibCompressedBuffer::uncompressData(): ZLIB
+  // returned an error (%s) from uncompress()!"), a size this platform cannot
+  // hold or memory running out CPExceptionOutOfMemory.
+  static InflationResult InflateClaimedSize(const unsigned char* compressed, unsigned long compressedSize,
+                                            long originalSize, ByteBuffer& out);
+  // RFC 1950 stream header: compression method 8, a window of at most 32K,
+  // check bits right, no preset dictionary (never used by this class).
+  static bool BeginsWithZlibStreamHeader(const unsigned char* data, std::size_t size) noexcept;
 
   // ---- streaming, on this object ----
   // Replaces the contents with the deflated `original` at this object's level
   // and the footer.
   void CompressBuffer(const ByteBuffer& original) override;
-  // Inflates this object's data into `original`.
+  // Inflates this object's data into `original` (the object's ceiling
+  // applies).
   void UncompressBuffer(ByteBuffer& original) const override;
   // The streaming decompressor on bare zlib bytes and a known original size.
   static void UncompressStream(const unsigned char* compressed, unsigned long compressedSize, long originalSize,
-                               ByteBuffer& out);
+                               ByteBuffer& out, unsigned long maximumOriginalSize = kDefaultMaximumOriginalSize);
 
   // Cabinet data is unpacked through UtilitiesLibraryHost::
   // UncompressCabCompressedBufferIfSupported and compressed anew with

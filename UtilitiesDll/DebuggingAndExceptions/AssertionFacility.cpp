@@ -1,7 +1,11 @@
 #include "DebuggingAndExceptions/AssertionFacility.h"
 
+#include "DebuggingAndExceptions/DebugUtilities.h"
 #include "DebuggingAndExceptions/InternalChecks.h"
+#include "LowLevelFacilities/Formatter.h"
+#include "LowLevelFacilities/LoggingFacility.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
+#include "LowLevelFacilities/PlatformFacilities.h"
 
 #include <new>
 #include <stdexcept>
@@ -73,9 +77,24 @@ void AssertionFacility::endAssertionsLogOnlyInUnitTestScope() {
                "set it.");
 }
 
-bool AssertionFacility::processFailedAssertion(AssertionTypeEnum /*type*/, const char* /*conditionText*/,
-                                               DebugContextReference&& /*site*/, unsigned long /*lastError*/,
+bool AssertionFacility::processFailedAssertion(AssertionTypeEnum type, const char* conditionText,
+                                               DebugContextReference&& site, unsigned long lastError,
                                                AssertionActionEnum /*defaultAction*/) {
+  if (!isInitialized() || !HaldenLogging::isGlobalLoggingOnForReports()) {
+    return false;
+  }
+  PlatformFacilities::LastErrorPreserver preserveLastError;
+  try {
+    static const char* const kKinds[] = {"Assertion", "Verification", "Unreachable code", "Internal check"};
+    const char* kind = (type >= ATE_ASSERT && type <= ATE_INTERNAL_CHECK) ? kKinds[type] : "Assertion";
+    const std::string title = InternalHaldenCP::formatToStdString("%s Failed in '%s'", kind, site.getFunctionName());
+    const std::string text = InternalHaldenCP::formatToStdString(
+        "Condition:\t%s\n%s", conditionText != nullptr ? conditionText : "",
+        DebugUtilities::getErrorContextAndMessageDescription(DebugContextCopy(site), lastError, "", {}, {}));
+    HaldenLogging::logReportToGlobalLoggingFacility(title.c_str(), text.c_str(), site);
+  } catch (...) {
+    // No memory for the report: the assertion goes unlogged.
+  }
   return false;
 }
 

@@ -15,6 +15,9 @@
 //
 // processFailedAssertion takes no action in this library and answers false:
 // what happens on a failed assertion is decided by the modules that assert.
+// While the global logging facility is on it logs the failure (an XC_ERR
+// message of level 0: "<kind> Failed in '<function>'", then "Condition:\t",
+// the condition, and the error report of DebugUtilities).
 
 #include "DebuggingAndExceptions/DebugContext.h"
 #include "DebuggingAndExceptions/ProcessWideFacility.h"

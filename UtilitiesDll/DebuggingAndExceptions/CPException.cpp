@@ -59,12 +59,18 @@ CPException::~CPException() {
 
 void CPException::log(signed char /*verbosityLevel*/) const {}
 
+// A new message changes the log string: the text built by an earlier what()
+// is dropped, and the next what() builds the current one. (A pointer returned
+// by an earlier what() is no longer valid, as after any change of a standard
+// exception.)
 void CPException::setExceptionMessage(const char* message) {
   m_message = message != nullptr ? message : "";
+  delete[] m_whatBuffer.exchange(nullptr, std::memory_order_acq_rel);
 }
 
 void CPException::setExceptionMessage(std::string&& message) {
   m_message = std::move(message);
+  delete[] m_whatBuffer.exchange(nullptr, std::memory_order_acq_rel);
 }
 
 const char* CPException::what() const noexcept {

@@ -35,8 +35,9 @@ class HDU_API CPException : public std::exception {
 
   // The log string, copied whole into a 2,048-character buffer, or an empty
   // text when it does not fit with its terminator. Never throws; keeps the
-  // thread's last-error value. The text is built once and then reused (the
-  // log string of an exception does not change unless its message is set).
+  // thread's last-error value. The text is built once and then reused until
+  // the message is set again (setExceptionMessage drops it), so each call
+  // returns the current log string.
   const char* what() const noexcept override;
   virtual int getExceptionTypeByNumericCode() const = 0;
   // A hook for classes that write themselves to the log; does nothing here.

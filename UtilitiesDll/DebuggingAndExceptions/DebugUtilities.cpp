@@ -4,6 +4,7 @@
 #include "LowLevelFacilities/FormatStringBuffer.h"
 #include "LowLevelFacilities/Formatter.h"
 #include "LowLevelFacilities/IPlatformUtilities.h"
+#include "LowLevelFacilities/LoggingFacility.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
@@ -124,6 +125,13 @@ void reportErrorForLowLevelUtilities(const std::string& title, const std::string
 
 void deliverReportToDeveloper(const IPlatformUtilities& platformUtilities, const char* title,
                               const char* text) noexcept {
+  // Only the library's own facilities log their reports; a facility built
+  // with other platform utilities (a test's, a tool's) shows them there.
+  if (&platformUtilities == LowLevelFacilitiesGlobals::tryGetPlatformUtilities() &&
+      HaldenLogging::logReportToGlobalLoggingFacility(
+          title, text, DebugContextReference(__FILE__, __LINE__, "DebugUtilities::deliverReportToDeveloper"))) {
+    return;
+  }
   reportErrorForLowLevelUtilities(platformUtilities, title, text);
 }
 

@@ -51,11 +51,13 @@ HDU_API void reportErrorForLowLevelUtilities(const IPlatformUtilities& platformU
                                              const char* text) noexcept;
 
 // The one place where the facilities' reports (caught exceptions, displayed
-// errors, C runtime reports) leave the library for the developer.
-// Today they go to IPlatformUtilities::displayDebugMessageForLowLevelUtilities.
-// This is where the logging facility will take them: an XC_ERR message to the
-// global logging facility when it is initialised and enabled, with this
-// display kept as the fallback. Never throws; keeps the last-error value.
+// errors, C runtime reports) leave the library for the developer: for the
+// library's own facilities (those given the library's platform utilities),
+// while the global logging facility is on and admits an XC_ERR message of
+// level 0, the report is logged as such a message (the title, a line break,
+// the text); otherwise it goes to
+// IPlatformUtilities::displayDebugMessageForLowLevelUtilities.
+// Never throws; keeps the last-error value.
 HDU_API void deliverReportToDeveloper(const IPlatformUtilities& platformUtilities, const char* title,
                                       const char* text) noexcept;
 

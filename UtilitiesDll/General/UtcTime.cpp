@@ -4,7 +4,6 @@
 #include "LowLevelFacilities/PlatformFacilities.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 
 namespace {
@@ -32,6 +31,12 @@ void civilFromDays(std::int64_t days, int& year, int& month, int& day) {
   const std::int64_t fullYear = static_cast<std::int64_t>(yearOfEra) + era * 400 + (month <= 2 ? 1 : 0);
   year = static_cast<int>(
       std::clamp<std::int64_t>(fullYear, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+int daysInMonth(int year, int month) noexcept {
+  constexpr int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : kDays[month - 1];
 }
 
 constexpr std::int64_t kFirstCalendarSecond = -62135596800LL;  // 0001-01-01T00:00:00Z
@@ -73,23 +78,63 @@ std::string UtcTime::GetIso8601String() const {
 }
 
 bool UtcTime::SetFromIso8601String(const std::string& text) {
-  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  char zone = 0;
-  int consumed = 0;
-  if (std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%d%c%n", &year, &month, &day, &hour, &minute, &second, &zone,
-                  &consumed) != 7 ||
-      zone != 'Z' || static_cast<std::size_t>(consumed) != text.size() || month < 1 || month > 12 || day < 1 ||
-      day > 31 || hour > 23 || minute > 59 || second > 60 || hour < 0 || minute < 0 || second < 0) {
+  // Exactly "YYYY-MM-DDTHH:MM:SSZ": four-digit year, two-digit fields, no
+  // signs or blanks, and a date that exists in the calendar.
+  constexpr char kPattern[] = "dddd-dd-ddTdd:dd:ddZ";
+  if (text.size() != sizeof(kPattern) - 1) {
+    return false;
+  }
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool digitExpected = kPattern[i] == 'd';
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (digitExpected ? !isDigit : text[i] != kPattern[i]) {
+      return false;
+    }
+  }
+  const auto number = [&text](std::size_t position, std::size_t digits) {
+    int value = 0;
+    for (std::size_t i = position; i < position + digits; ++i) {
+      value = value * 10 + (text[i] - '0');
+    }
+    return value;
+  };
+  const int year = number(0, 4);
+  const int month = number(5, 2);
+  const int day = number(8, 2);
+  const int hour = number(11, 2);
+  const int minute = number(14, 2);
+  const int second = number(17, 2);
+  // Seconds count without leap seconds (":60" has no value of its own).
+  if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 || minute > 59 ||
+      second > 59) {
     return false;
   }
   *this = UtcTime(year, month, day, hour, minute, second);
   return true;
 }
 
+namespace {
+
+// The machine's current UTC offset, looked up at most once a second per
+// thread: reading a settings state converts every date-time record, and the
+// offset can only change from one second to the next.
+std::int64_t currentUtcOffset() noexcept {
+  thread_local std::int64_t t_second = std::numeric_limits<std::int64_t>::min();
+  thread_local std::int64_t t_offset = 0;
+  const std::int64_t now = PlatformFacilities::utcSecondsNow();
+  if (now != t_second) {
+    t_offset = PlatformFacilities::currentUtcOffsetSeconds();
+    t_second = now;
+  }
+  return t_offset;
+}
+
+}  // namespace
+
 std::int64_t UtcTime::ToTime64() const noexcept {
-  return ToTime64WithOffset(PlatformFacilities::currentUtcOffsetSeconds());
+  return ToTime64WithOffset(currentUtcOffset());
 }
 
 UtcTime UtcTime::FromTime64(std::int64_t time64) noexcept {
-  return FromTime64WithOffset(time64, PlatformFacilities::currentUtcOffsetSeconds());
+  return FromTime64WithOffset(time64, currentUtcOffset());
 }

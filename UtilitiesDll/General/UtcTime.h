@@ -4,8 +4,9 @@
 // The 64-bit time value of the record formats ("time64") counts seconds since
 // 1970-01-01 00:00:00 as well, but on the machine's local clock: writing adds
 // the machine's current offset from UTC (east positive, daylight saving
-// included as it is in force at the moment of conversion) and reading
-// subtracts the offset current at that moment. A value written and read on
+// included as it is in force at the moment of conversion; looked up at most
+// once a second per thread) and reading subtracts the offset current at that
+// moment. A value written and read on
 // the same machine in the same season therefore comes back unchanged; the
 // ...WithOffset forms take the offset explicitly.
 
@@ -28,7 +29,10 @@ class HDU_API UtcTime {
   // "2026-11-21T04:40:33Z" for years 1 to 9999; other values as
   // "<n> seconds since 1970-01-01T00:00:00Z".
   std::string GetIso8601String() const;
-  // Parses the form GetIso8601String writes; false (and no change) otherwise.
+  // Parses exactly the calendar form GetIso8601String writes
+  // ("YYYY-MM-DDTHH:MM:SSZ", years 0001 to 9999); false, and no change, for
+  // anything else, a date the calendar does not have (2023-02-31) or a leap
+  // second (":60", which this count of seconds cannot hold) included.
   bool SetFromIso8601String(const std::string& text);
 
   // The record formats' 64-bit time value (see above).

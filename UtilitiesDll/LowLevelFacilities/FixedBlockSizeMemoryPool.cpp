@@ -3,8 +3,8 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/CXString.h"
 #include "LowLevelFacilities/Formatter.h"
+#include "LowLevelFacilities/GlobalMemoryPoolManager.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
-#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 #include "LowLevelFacilities/WideCodeUnit.h"
 
 #include <algorithm>
@@ -72,6 +72,7 @@ FixedBlockSizeMemoryPool::~FixedBlockSizeMemoryPool() {
   // Volatile, so that the optimiser keeps this store into a dying object.
   *static_cast<volatile std::uint32_t*>(&m_validityTag) = 0;
   m_freeListHead = nullptr;
+  m_freeBlockCount = 0;
   if (m_freeChunksOnDestruction) {
     ChunkHeader* chunk = m_chunkListHead;
     while (chunk != nullptr) {
@@ -96,13 +97,17 @@ void FixedBlockSizeMemoryPool::AddChunk() {
   auto* chunk = new (memory) ChunkHeader{m_chunkListHead};
   m_chunkListHead = chunk;
   ++m_chunkCount;
-  // Thread the new blocks in address order in front of the (empty) list.
+  // Thread the new blocks in address order; the list was empty.
   auto* first = reinterpret_cast<unsigned char*>(chunk) + sizeof(ChunkHeader);
-  FreeBlock* next = m_freeListHead;
+  FreeBlock* next = nullptr;
   for (std::uint32_t i = m_blocksPerChunk; i-- > 0;) {
     next = new (first + i * stride) FreeBlock{next};
+    if (i + 1 == m_blocksPerChunk) {
+      m_freeListTail = next;
+    }
   }
   m_freeListHead = next;
+  m_freeBlockCount = m_blocksPerChunk;
 }
 
 void* FixedBlockSizeMemoryPool::AllocateFromPoolAfterRefill(unsigned size) {
@@ -112,39 +117,69 @@ void* FixedBlockSizeMemoryPool::AllocateFromPoolAfterRefill(unsigned size) {
               m_blockSize);
   }
   if (m_freeListHead == nullptr) {
-    AddChunk();
+    // Blocks another thread released come first; a new chunk only when the
+    // manager has none of this geometry either.
+    if (m_globalManagerThreshold == kNotTakingPart || !GlobalMemoryPoolManager::HandFreeBlocksTo(*this)) {
+      AddChunk();
+    }
   }
   FreeBlock* block = m_freeListHead;
   m_freeListHead = block->next;
+  --m_freeBlockCount;
   ++m_allocationCount;
   return block;
 }
 
-FixedBlockSizeMemoryPool::FreeBlock* FixedBlockSizeMemoryPool::FindFreeListTail() const noexcept {
-  FreeBlock* tail = m_freeListHead;
-  if (tail != nullptr) {
-    while (tail->next != nullptr) {
-      tail = tail->next;
-    }
+void FixedBlockSizeMemoryPool::HandFreeListToGlobalMemoryPoolManager() noexcept {
+  GlobalMemoryPoolManager::AcceptFreeListOf(*this);
+}
+
+void FixedBlockSizeMemoryPool::SetGlobalMemoryPoolManagerThreshold(std::uint32_t freeBlocks) noexcept {
+  m_globalManagerThreshold = freeBlocks == 0 ? kNotTakingPart : freeBlocks;
+}
+
+std::uint32_t FixedBlockSizeMemoryPool::TakeFreeListOf(FixedBlockSizeMemoryPool& other) noexcept {
+  return TakeFreeBlocksOf(other, other.m_freeBlockCount);
+}
+
+std::uint32_t FixedBlockSizeMemoryPool::TakeFreeBlocksOf(FixedBlockSizeMemoryPool& other,
+                                                         std::uint32_t maximumBlocks) noexcept {
+  if (&other == this || other.m_freeListHead == nullptr || maximumBlocks == 0 || !HasSameGeometryAs(other)) {
+    return 0;
   }
-  return tail;
+  // The taken part of the other's list goes behind this pool's last block.
+  // The whole list moves without walking it; a part is cut behind its last
+  // block, found by walking that part only.
+  FreeBlock* first = other.m_freeListHead;
+  FreeBlock* last = other.m_freeListTail;
+  std::uint32_t moved = other.m_freeBlockCount;
+  if (maximumBlocks < moved) {
+    last = first;
+    for (std::uint32_t i = 1; i < maximumBlocks; ++i) {
+      last = last->next;
+    }
+    moved = maximumBlocks;
+    other.m_freeListHead = last->next;
+    last->next = nullptr;
+    other.m_freeBlockCount -= moved;
+  } else {
+    other.m_freeListHead = nullptr;
+    other.m_freeListTail = nullptr;
+    other.m_freeBlockCount = 0;
+  }
+  if (m_freeListHead != nullptr) {
+    m_freeListTail->next = first;
+  } else {
+    m_freeListHead = first;
+  }
+  m_freeListTail = last;
+  m_freeBlockCount += moved;
+  return moved;
 }
 
 void FixedBlockSizeMemoryPool::TransferEverythingFrom(FixedBlockSizeMemoryPool& other) noexcept {
   // Free list: the other's list goes behind this pool's last block.
-  if (other.m_freeListHead != nullptr) {
-    std::uint32_t moved = 0;
-    for (const FreeBlock* block = other.m_freeListHead; block != nullptr; block = block->next) {
-      ++moved;
-    }
-    if (FreeBlock* tail = FindFreeListTail()) {
-      tail->next = other.m_freeListHead;
-    } else {
-      m_freeListHead = other.m_freeListHead;
-    }
-    other.m_freeListHead = nullptr;
-    m_combinedBlockCount += moved;
-  }
+  m_combinedBlockCount += TakeFreeListOf(other);
   // Chunks: this pool now owns (and will free) the other's chunks.
   if (other.m_chunkListHead != nullptr) {
     ChunkHeader* last = other.m_chunkListHead;
@@ -177,7 +212,7 @@ void FixedBlockSizeMemoryPool::CombineOtherMemoryPoolWithThisOne(FixedBlockSizeM
   if (m_validityTag != kValidityTag || other.m_validityTag != kValidityTag) {
     return;
   }
-  if (m_blockSize != other.m_blockSize || m_blocksPerChunk != other.m_blocksPerChunk) {
+  if (!HasSameGeometryAs(other)) {
     return;
   }
   TransferEverythingFrom(other);
@@ -187,8 +222,7 @@ void FixedBlockSizeMemoryPool::RecycleMemoryPoolFreeListWithGlobalMemoryPoolMana
   if (m_validityTag != kValidityTag) {
     return;
   }
-  m_recycledBlockCount += GetFreeBlockCount();
-  GlobalMemoryPoolManager::AdoptFreeListOf(*this);
+  GlobalMemoryPoolManager::AdoptEverythingOf(*this);
 }
 
 FixedBlockSizeMemoryPool::Counters FixedBlockSizeMemoryPool::GetCounters() const noexcept {
@@ -196,7 +230,7 @@ FixedBlockSizeMemoryPool::Counters FixedBlockSizeMemoryPool::GetCounters() const
           m_combinedBlockCount, m_recycledBlockCount, m_nullReturnCount};
 }
 
-std::uint32_t FixedBlockSizeMemoryPool::GetFreeBlockCount() const noexcept {
+std::uint32_t FixedBlockSizeMemoryPool::CountFreeListBlocks() const noexcept {
   std::uint32_t count = 0;
   for (const FreeBlock* block = m_freeListHead; block != nullptr; block = block->next) {
     ++count;

@@ -9,12 +9,30 @@
 // A block may be returned to a different pool than the one it came from (a
 // shared pointer released on another thread): it then lives on in that pool.
 //
+// The pool knows the last block of its free list and how many blocks the list
+// holds, so combining two pools, and handing a free list over, take the same
+// short time however long the lists are (the unload clean-up combines the
+// pools of every thread that ever used the library).
+//
 // Chunks. Every chunk belongs to exactly one pool, which frees it when it is
 // destroyed. Combining and recycling move the chunks along with the free list,
 // so a pool that has been combined into another owns nothing any more and can
 // be destroyed safely; the pool that absorbs all others at unload frees every
 // chunk. A pool must not be destroyed while blocks of its chunks are still in
 // use or listed in another pool's free list; combine it into a survivor first.
+//
+// Sharing free blocks with the global memory pool manager. A pool that takes
+// part (SetGlobalMemoryPoolManagerThreshold with a threshold above 0) hands its
+// whole free list to the process-wide manager (GlobalMemoryPoolManager) when
+// a return makes it longer than the threshold, and, when its list is empty,
+// first takes up to a chunk's worth of the manager's free blocks of its
+// geometry before it carves a new chunk. So a thread that only releases (the
+// consumer of objects another thread makes) does not hoard blocks, and the
+// thread that makes them reuses them. Only the free blocks move, never the chunks: a pool that takes part
+// must live until the unload clean-up combines every pool into one (the
+// per-thread storages' pools do); its blocks may be in use anywhere until then.
+// The hand-over takes the per-thread-storage lock, once per threshold's worth
+// of returns at most.
 //
 // The two flags:
 //  - first flag ("free chunks on destruction"): when true the destructor frees
@@ -75,18 +93,28 @@ class HDU_API FixedBlockSizeMemoryPool {
     }
     FreeBlock* block = m_freeListHead;
     m_freeListHead = block->next;
+    --m_freeBlockCount;
     ++m_allocationCount;
     return block;
   }
   // Pushes the block on the head of the free list; a null block is ignored.
-  // The size is not used: every block has the pool's size.
+  // The size is not used: every block has the pool's size. A pool that takes
+  // part in the global manager and now holds more free blocks than its
+  // threshold hands its free list over.
   void ReturnToPool(void* block, unsigned /*size*/) noexcept {
     if (block == nullptr) {
       ++m_nullReturnCount;
       return;
     }
-    m_freeListHead = ::new (block) FreeBlock{m_freeListHead};
+    FreeBlock* pushed = ::new (block) FreeBlock{m_freeListHead};
+    if (m_freeListHead == nullptr) {
+      m_freeListTail = pushed;
+    }
+    m_freeListHead = pushed;
     ++m_returnCount;
+    if (++m_freeBlockCount > m_globalManagerThreshold) {
+      HandFreeListToGlobalMemoryPoolManager();
+    }
   }
   // Appends the other pool's whole free list behind the last block of this
   // pool's list (or makes it this pool's list when this one is empty), takes
@@ -101,6 +129,20 @@ class HDU_API FixedBlockSizeMemoryPool {
   // shared-pointer geometry the receiving pool is the one new threads are
   // seeded from.
   void RecycleMemoryPoolFreeListWithGlobalMemoryPoolManager();
+  // Makes the pool take part in the global memory pool manager (see the top)
+  // with the given threshold of free blocks; 0 (the default) ends taking part.
+  void SetGlobalMemoryPoolManagerThreshold(std::uint32_t freeBlocks) noexcept;
+  std::uint32_t GetGlobalMemoryPoolManagerThreshold() const noexcept {
+    return m_globalManagerThreshold == kNotTakingPart ? 0 : m_globalManagerThreshold;
+  }
+  // Moves the other pool's free list alone (no chunks, no counters) behind
+  // this pool's list; both must have the same geometry. What the global
+  // manager does with the lists it receives and hands out. Returns the
+  // number of blocks moved.
+  std::uint32_t TakeFreeListOf(FixedBlockSizeMemoryPool& other) noexcept;
+  // The same with at most `maximumBlocks` blocks from the head of the other's
+  // list (walking those when it is longer).
+  std::uint32_t TakeFreeBlocksOf(FixedBlockSizeMemoryPool& other, std::uint32_t maximumBlocks) noexcept;
 
   // One line, into a caller's buffer of `capacity` characters (terminator
   // included); returns the characters written, without the terminator. The
@@ -128,26 +170,44 @@ class HDU_API FixedBlockSizeMemoryPool {
   // Blocks handed out and not yet returned, over every pool whose counters
   // were combined into this one.
   std::uint32_t GetBlocksInUse() const noexcept { return m_allocationCount - m_returnCount; }
-  // Walks the free list (O(n)).
-  std::uint32_t GetFreeBlockCount() const noexcept;
+  std::uint32_t GetFreeBlockCount() const noexcept { return m_freeBlockCount; }
+  // Walks the free list and counts it (for checks; GetFreeBlockCount is kept
+  // up to date and answers at once).
+  std::uint32_t CountFreeListBlocks() const noexcept;
   bool IsBlockInFreeList(const void* block) const noexcept;
   const void* PeekFreeListHead() const noexcept { return m_freeListHead; }
+  // The last block of the free list (null when the list is empty).
+  const void* PeekFreeListTail() const noexcept { return m_freeListHead != nullptr ? m_freeListTail : nullptr; }
 
  private:
+  friend class GlobalMemoryPoolManager;  // moves free lists and notes them in the counters
+
   struct FreeBlock {
     FreeBlock* next;
   };
   struct ChunkHeader;
 
+  enum : std::uint32_t { kNotTakingPart = 0xFFFFFFFF };
+
   void AddChunk();
   void* AllocateFromPoolAfterRefill(unsigned size);
-  FreeBlock* FindFreeListTail() const noexcept;
+  void HandFreeListToGlobalMemoryPoolManager() noexcept;
+  bool HasSameGeometryAs(const FixedBlockSizeMemoryPool& other) const noexcept {
+    return m_blockSize == other.m_blockSize && m_blocksPerChunk == other.m_blocksPerChunk;
+  }
   void TransferEverythingFrom(FixedBlockSizeMemoryPool& other) noexcept;
   unsigned WriteDisplayString(wchar_t* buffer, unsigned capacity, const char* utf8Text) const noexcept;
 
   std::uint32_t m_validityTag;
   wchar_t m_name[kNameCapacity];
   FreeBlock* m_freeListHead = nullptr;
+  // The last block of the free list; meaningful only while the list is not
+  // empty (so taking a block never has to update it).
+  FreeBlock* m_freeListTail = nullptr;
+  std::uint32_t m_freeBlockCount = 0;
+  // Free blocks beyond which a return hands the list to the global manager;
+  // kNotTakingPart for a pool that does not take part.
+  std::uint32_t m_globalManagerThreshold = kNotTakingPart;
   wchar_t m_displayName[kNameCapacity];
   std::uint32_t m_requestedBlockSize;
   std::uint32_t m_blockSize;

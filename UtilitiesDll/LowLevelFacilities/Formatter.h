@@ -109,6 +109,16 @@ inline FormatArgument narrowText(const char* text, std::size_t length) {
   return a;
 }
 
+// An empty text of each unit type: a default-constructed view has no data
+// pointer, but it is an empty text, not a null C string.
+template <class CharT>
+inline constexpr CharT kEmptyText[1] = {};
+
+template <class CharT>
+const CharT* nonNullText(const CharT* text) {
+  return text != nullptr ? text : kEmptyText<CharT>;
+}
+
 template <class CharT>
 FormatArgument wideText(const CharT* text, std::size_t length) {
   FormatArgument a{};
@@ -181,17 +191,17 @@ FormatArgument makeFormatArgument(const T& value) {
   } else if constexpr (std::is_pointer_v<U> && detail::isWideCharacter<detail::PointeeOf<U>>) {
     return detail::wideText(static_cast<const detail::PointeeOf<U>*>(value), kUnmeasuredTextLength);
   } else if constexpr (std::is_same_v<U, std::string> || std::is_same_v<U, std::string_view>) {
-    return detail::narrowText(value.data(), value.size());
+    return detail::narrowText(detail::nonNullText(value.data()), value.size());
   } else if constexpr (std::is_same_v<U, std::wstring> || std::is_same_v<U, std::wstring_view> ||
                        std::is_same_v<U, std::u16string> || std::is_same_v<U, std::u16string_view> ||
                        std::is_same_v<U, std::u32string> || std::is_same_v<U, std::u32string_view>) {
-    return detail::wideText(value.data(), value.size());
+    return detail::wideText(detail::nonNullText(value.data()), value.size());
   } else if constexpr (Utf8TextObject<U>) {
     const std::string& text = value.utf8StdString();
     return detail::narrowText(text.data(), text.size());
   } else if constexpr (Utf16TextObject<U>) {
     const std::u16string_view text = value.utf16View();
-    return detail::wideText(text.data(), text.size());
+    return detail::wideText(detail::nonNullText(text.data()), text.size());
   } else if constexpr (std::is_null_pointer_v<U>) {
     a.kind = FormatArgumentKind::Pointer;
     a.byteSize = sizeof(void*);

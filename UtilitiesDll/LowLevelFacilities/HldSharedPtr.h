@@ -15,23 +15,39 @@
 // (the per-thread storage's marker word is not 34567) control blocks come
 // from the heap, and pool blocks released then are left where they are.
 //
+// MakeHldShared places the object and its control block together in one block
+// of the calling thread's object pools (the control block first, the object
+// kObjectHeaderSize bytes behind it), as std::make_shared does on the heap:
+// one pool block instead of a heap allocation and a pool block. The last owner
+// then runs the object's destructor (through a T*, so again a virtual one for
+// a base class) and returns the whole block to its own thread's pool of that
+// size. Objects larger than the largest block, or aligned more strictly than
+// a block guarantees, and any object made while no storage can be used, are
+// made with `new` and get a separate control block. A class's own operator
+// new is not used for an object placed in a block.
+//
 // Compare is the ordering policy used by operator< and by ordered containers
 // (std::set<HldSharedPtr<T>> orders by the objects, not by their addresses);
 // SharedPtrCompare<T> compares the objects with their operator<, a null
 // pointer before any object.
 
+#include "LowLevelFacilities/GlobalMemoryPoolManager.h"
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 #include "hdUtilitiesExport.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
 
 struct SharedPtrInfoStruct {
-  enum : std::uint32_t { kFromThreadPool = 0x504F4F4C, kFromHeap = 0x48454150 };  // "POOL", "HEAP"
+  // Where the block came from: "POOL" (the shared-pointer pool), "HEAP", or
+  // "OBJ0" to "OBJ6" (a block of that object pool, the object behind it).
+  enum : std::uint32_t { kFromThreadPool = 0x504F4F4C, kFromHeap = 0x48454150, kFromObjectPool0 = 0x4F424A30 };
 
   std::atomic<std::uint32_t> m_referenceCount;
   std::uint32_t m_origin;
@@ -76,8 +92,76 @@ inline void FreeSharedPtrInfo(SharedPtrInfoStruct* info) noexcept {
   }
   if (storage != nullptr) {
     storage->GetSharedPtrMemoryPoolOfThisStorage().ReturnToPool(info, sizeof(SharedPtrInfoStruct));
+  } else {
+    GlobalMemoryPoolManager::ReturnBlock(info, UtilitiesDllPerThreadStorage::kSharedPtrBlockSize,
+                                         UtilitiesDllPerThreadStorage::kSharedPtrBlocksPerChunk);
   }
 }
+
+// ---- object and control block in one block (MakeHldShared) ----
+
+// The alignment every object-pool block has at its object: the header size,
+// within chunks the heap aligns to the default new alignment (on 32-bit
+// Windows the heap gives 8 bytes).
+inline constexpr std::size_t kObjectBlockAlignment =
+    std::min({std::size_t{UtilitiesDllPerThreadStorage::kObjectHeaderSize}, 2 * sizeof(void*),
+              std::size_t{__STDCPP_DEFAULT_NEW_ALIGNMENT__}, alignof(std::max_align_t)});
+
+// The object pool for a T, or kNumberOfObjectPools when a T is not placed in
+// a block.
+template <class T>
+constexpr unsigned ObjectPoolIndexFor() noexcept {
+  if constexpr (alignof(T) > kObjectBlockAlignment) {
+    return UtilitiesDllPerThreadStorage::kNumberOfObjectPools;
+  } else {
+    return UtilitiesDllPerThreadStorage::GetObjectPoolIndexForBlockSize(
+        UtilitiesDllPerThreadStorage::kObjectHeaderSize + sizeof(T));
+  }
+}
+
+inline bool IsObjectBlock(const SharedPtrInfoStruct* info) noexcept {
+  return info->m_origin - SharedPtrInfoStruct::kFromObjectPool0 < UtilitiesDllPerThreadStorage::kNumberOfObjectPools;
+}
+
+// A block of the calling thread's object pool with its control block (count
+// 1) in place, or null when no storage can be used (then the caller makes the
+// object with `new`).
+inline SharedPtrInfoStruct* AllocateObjectBlock(unsigned poolIndex) {
+  UtilitiesDllPerThreadStorage* storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded();
+  if (storage == nullptr) {
+    return nullptr;
+  }
+  void* memory = storage->GetObjectPoolOfThisStorage(poolIndex).AllocateFromPool(
+      UtilitiesDllPerThreadStorage::kObjectPoolBlockSizes[poolIndex]);
+  return ::new (memory)
+      SharedPtrInfoStruct{{1}, SharedPtrInfoStruct::kFromObjectPool0 + poolIndex, storage->GetCreatingThreadId()};
+}
+
+inline void* ObjectOfBlock(SharedPtrInfoStruct* info) noexcept {
+  return reinterpret_cast<unsigned char*>(info) + UtilitiesDllPerThreadStorage::kObjectHeaderSize;
+}
+
+// Gives an object block back (its object already destroyed) to the calling
+// thread's pool of its size, whichever thread made it.
+inline void FreeObjectBlock(SharedPtrInfoStruct* info) noexcept {
+  const unsigned poolIndex = info->m_origin - SharedPtrInfoStruct::kFromObjectPool0;
+  UtilitiesDllPerThreadStorage* storage = nullptr;
+  try {
+    storage = UtilitiesDllPerThreadStorage::GetStorageWhileLoaded();
+  } catch (...) {
+    // No storage could be made for this thread: the manager takes the block.
+  }
+  if (storage != nullptr) {
+    storage->GetObjectPoolOfThisStorage(poolIndex).ReturnToPool(info, 0);
+  } else {
+    GlobalMemoryPoolManager::ReturnBlock(info, UtilitiesDllPerThreadStorage::kObjectPoolBlockSizes[poolIndex],
+                                         UtilitiesDllPerThreadStorage::GetObjectPoolBlocksPerChunk(poolIndex));
+  }
+}
+
+// Marks the constructor through which MakeHldShared hands over an object
+// together with its control block.
+struct AdoptObjectAndControlBlock {};
 
 }  // namespace InternalHaldenCP
 
@@ -112,6 +196,9 @@ class HldSharedPtr {
       }
     }
   }
+  // MakeHldShared's: takes over an object and its control block (count 1).
+  HldSharedPtr(InternalHaldenCP::AdoptObjectAndControlBlock, T* object, SharedPtrInfoStruct* info) noexcept
+      : m_pointee(object), m_info(info) {}
   HldSharedPtr(const HldSharedPtr& other) noexcept : m_pointee(other.m_pointee), m_info(other.m_info) { addRef(); }
   HldSharedPtr(HldSharedPtr&& other) noexcept
       : m_pointee(std::exchange(other.m_pointee, nullptr)), m_info(std::exchange(other.m_info, nullptr)) {}
@@ -174,21 +261,41 @@ class HldSharedPtr {
   void release() noexcept {
     if (m_info != nullptr && (m_info->m_referenceCount.load(std::memory_order_acquire) == 1 ||
                               m_info->m_referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1)) {
-      delete m_pointee;
-      InternalHaldenCP::FreeSharedPtrInfo(m_info);
+      if (InternalHaldenCP::IsObjectBlock(m_info)) {
+        std::destroy_at(m_pointee);
+        InternalHaldenCP::FreeObjectBlock(m_info);
+      } else {
+        delete m_pointee;
+        InternalHaldenCP::FreeSharedPtrInfo(m_info);
+      }
     }
     // The analyzer cannot follow a count shared between owners; the tests run
     // under LeakSanitizer instead.
-    m_pointee = nullptr;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
-    m_info = nullptr;     // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+    m_pointee = nullptr;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks,clang-analyzer-unix.Malloc)
+    m_info = nullptr;     // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks,clang-analyzer-unix.Malloc)
   }
 
   T* m_pointee = nullptr;
   SharedPtrInfoStruct* m_info = nullptr;
 };
 
-// Builds the object with `new` and shares it.
+// Builds the object and shares it: placed together with its control block in
+// a block of the calling thread's object pools when it fits (see the top),
+// otherwise made with `new`.
 template <class T, class Compare = SharedPtrCompare<T>, class... Args>
 HldSharedPtr<T, Compare> MakeHldShared(Args&&... args) {
+  constexpr unsigned poolIndex = InternalHaldenCP::ObjectPoolIndexFor<T>();
+  if constexpr (poolIndex < UtilitiesDllPerThreadStorage::kNumberOfObjectPools) {
+    if (SharedPtrInfoStruct* info = InternalHaldenCP::AllocateObjectBlock(poolIndex)) {
+      T* object = nullptr;
+      try {
+        object = ::new (InternalHaldenCP::ObjectOfBlock(info)) T(std::forward<Args>(args)...);
+      } catch (...) {
+        InternalHaldenCP::FreeObjectBlock(info);
+        throw;
+      }
+      return HldSharedPtr<T, Compare>(InternalHaldenCP::AdoptObjectAndControlBlock{}, object, info);
+    }
+  }
   return HldSharedPtr<T, Compare>(new T(std::forward<Args>(args)...));
 }

@@ -1,11 +1,15 @@
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 
 #include "DebuggingAndExceptions/MeridianFacilityHosts.h"
+#include "LowLevelFacilities/LoggingFacility.h"
 #include "LowLevelFacilities/MeridianPlatformUtilities.h"
+#include "LowLevelFacilities/MeridianRuntimeConfigurationHost.h"
+#include "LowLevelFacilities/RuntimeConfiguration.h"
 
 #include <atomic>
 #include <istream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -32,6 +36,30 @@ ErrorDisplayFacility gGlobalErrorDisplayFacility(g_platformUtilities, g_errorDis
 ExceptionFacility gGlobalExceptionFacility(g_platformUtilities, g_exceptionFacilityHost);
 HaldenAssertion::AssertionFacility gGlobalAssertionFacility(g_platformUtilities, g_assertionFacilityHost);
 
+// The runtime configuration, uninitialised until the first session start
+// (nothing is read while the loader lock is held), and its driver host.
+HaldenConfiguration::MeridianRuntimeConfigurationHost gRuntimeConfigurationHost;
+// (An allocation failure while the library loads ends the process whatever
+// is done about it: the three objects below are built at load on purpose.)
+HaldenConfiguration::RuntimeConfiguration gGlobalRuntimeConfiguration(  // NOLINT(cert-err58-cpp)
+    HaldenConfiguration::RuntimeConfiguration::kRequestUninitialized, gRuntimeConfigurationHost, g_platformUtilities);
+
+// The global logging configuration: a copy of the runtime configuration's,
+// made by every reinitialisation; the logging facility was set up from it.
+std::unique_ptr<HaldenConfiguration::LoggingConfiguration> gGlobalLoggingConfiguration;
+
+// The logging facility starts with the factory defaults (no destinations:
+// nothing is logged) until the first session start sets it up.
+const HaldenConfiguration::LoggingSelectionContext g_noSelectionContext;  // NOLINT(cert-err58-cpp)
+// NOLINTNEXTLINE(cert-err58-cpp)
+HaldenConfiguration::LoggingConfiguration g_loadTimeLoggingConfiguration(g_noSelectionContext);
+struct GlobalLoggingFacility : HaldenLogging::LoggingFacility {
+  GlobalLoggingFacility() : LoggingFacility(g_platformUtilities, g_loadTimeLoggingConfiguration, ProcessContextInfo()) {
+    attachCallSiteGate(&HaldenLogging::gLoggingCallSiteGate);
+  }
+};
+GlobalLoggingFacility gGlobalLoggingFacility;  // NOLINT(cert-err58-cpp)
+
 // The context the facilities were last set up for (none until the first session start).
 std::optional<ProcessContextInfo> g_capturedProcessContextInfo;
 
@@ -48,45 +76,80 @@ std::uint32_t g_sessionEndCount = 0;
 
 // ---- seams: the runtime configuration --------------------------------------------
 
-// Step 2 of the common reinitialisation. With the runtime configuration in
-// place this becomes gGlobalRuntimeConfiguration.reinitializeDueToContextChange()
-// (which captures the context itself), or, when `specified` is given, building
-// a RuntimeConfiguration from its text with the runtime-configuration host and
-// the platform utilities, marking it as changed, and assigning it to
-// gGlobalRuntimeConfiguration. Until then the context and the text are kept here.
+// Step 2 of the common reinitialisation. With `specified`, a runtime
+// configuration built from its text (host, platform utilities) replaces the
+// global one; with `restoreOriginal`, one built the original way (the host's
+// built-in and user configurations) does; otherwise the global one rebuilds
+// itself the way it was built. The warm-up mode carries over.
 void reinitializeRuntimeConfiguration(const ProcessContextInfo& currentContext,
-                                      std::optional<SpecifiedConfiguration>&& specified) {
+                                      std::optional<SpecifiedConfiguration>&& specified, bool restoreOriginal) {
+  using HaldenConfiguration::RuntimeConfiguration;
+  const bool warmupMode = gGlobalRuntimeConfiguration.isWarmupMode();
+  if (specified.has_value()) {
+    RuntimeConfiguration replacement(RuntimeConfiguration::kRequestUninitialized, gRuntimeConfigurationHost,
+                                     g_platformUtilities);
+    replacement.setWarmupMode(warmupMode);
+    replacement.reinitializeDueToContextChange(specified->text, specified->sourceDescription);
+    gGlobalRuntimeConfiguration = std::move(replacement);
+  } else if (restoreOriginal) {
+    gGlobalRuntimeConfiguration = RuntimeConfiguration(RuntimeConfiguration::kRequestUninitialized,
+                                                       gRuntimeConfigurationHost, g_platformUtilities);
+    gGlobalRuntimeConfiguration.setWarmupMode(warmupMode);
+  }
+  if (gGlobalRuntimeConfiguration.hasContextInformationChangedSince(currentContext)) {
+    gGlobalRuntimeConfiguration.reinitializeDueToContextChange(currentContext);
+  }
   g_capturedProcessContextInfo = currentContext;
-  g_specifiedConfiguration = std::move(specified);
+  if (specified.has_value() || restoreOriginal) {
+    g_specifiedConfiguration = std::move(specified);
+  }
 }
 
 // ---- seams: the logging facility -------------------------------------------------
 
-// Before a context-change reinitialisation:
-// gGlobalLoggingFacility.prepareToReinitializeDueToContextChange().
-void prepareLoggingFacilityForContextChange() {}
+// Before a context-change reinitialisation.
+void prepareLoggingFacilityForContextChange() {
+  gGlobalLoggingFacility.prepareToReinitializeDueToContextChange();
+}
 
-// Steps 3 and 4 of the common reinitialisation: create the global logging
-// configuration from the global runtime configuration and the logging
-// configuration host when none exists (installing it in place of any
-// previous one), then gGlobalLoggingFacility.reinitializeDueToContextChange()
-// with it.
-void reinitializeLoggingFacility() {}
+// Steps 3 and 4 of the common reinitialisation: the global logging
+// configuration is made anew from the runtime configuration (replacing the
+// previous one), and the logging facility is set up from it.
+void reinitializeLoggingFacility(const ProcessContextInfo& currentContext) {
+  try {
+    gGlobalLoggingConfiguration = std::make_unique<HaldenConfiguration::LoggingConfiguration>(
+        gGlobalRuntimeConfiguration.getLoggingConfiguration());
+  } catch (...) {
+    // Out of memory: the facility keeps its configuration.
+    return;
+  }
+  gGlobalLoggingFacility.setProcessContextInfo(currentContext);
+  gGlobalLoggingFacility.reinitializeDueToContextChange(*gGlobalLoggingConfiguration);
+}
 
-// Session start: set the "in use" flag byte of the global logging
-// configuration if it is clear, then gGlobalLoggingFacility.notifyApplicationSessionStarted().
-void notifyLoggingFacilitySessionStarted() {}
+// Session start: the global logging configuration is marked as in use, the
+// facility counts the session.
+void notifyLoggingFacilitySessionStarted() {
+  if (gGlobalLoggingConfiguration && !gGlobalLoggingConfiguration->isInUse()) {
+    gGlobalLoggingConfiguration->setInUse();
+  }
+  gGlobalRuntimeConfiguration.notifyApplicationSessionStarted();
+  gGlobalLoggingFacility.notifyApplicationSessionStarted();
+}
 
-// Session end: gGlobalLoggingFacility.notifyApplicationSessionEnded().
-void notifyLoggingFacilitySessionEnded() {}
+// Session end: the facility writes everything (and stops its background
+// thread when this was the last session).
+void notifyLoggingFacilitySessionEnded() {
+  gGlobalLoggingFacility.notifyApplicationSessionEnded();
+}
 
 // ---- the session operations' common parts ----------------------------------------
 
-void commonReinitialization(const ProcessContextInfo& currentContext,
-                            std::optional<SpecifiedConfiguration>&& specified) {
+void commonReinitialization(const ProcessContextInfo& currentContext, std::optional<SpecifiedConfiguration>&& specified,
+                            bool restoreOriginal) {
   gGlobalErrorDisplayFacility.reinitializeDueToContextChange();
-  reinitializeRuntimeConfiguration(currentContext, std::move(specified));
-  reinitializeLoggingFacility();
+  reinitializeRuntimeConfiguration(currentContext, std::move(specified), restoreOriginal);
+  reinitializeLoggingFacility(currentContext);
   gGlobalExceptionFacility.reinitializeDueToContextChange();
   gGlobalAssertionFacility.reinitializeDueToContextChange();
   ++g_reinitializationCount;
@@ -101,8 +164,7 @@ void markSessionStarted() {
 }
 
 void startWithSpecifiedConfiguration(SpecifiedConfiguration&& specified) {
-  prepareLoggingFacilityForContextChange();
-  commonReinitialization(ProcessContextInfo::captureCurrent(), std::move(specified));
+  commonReinitialization(ProcessContextInfo::captureCurrent(), std::move(specified), false);
   markSessionStarted();
 }
 
@@ -111,11 +173,12 @@ void startWithSpecifiedConfiguration(SpecifiedConfiguration&& specified) {
 namespace LowLevelFacilitiesGlobals {
 
 void startApplicationSessionForGlobalFacilitiesInContext(const ProcessContextInfo& currentContext) {
-  if (!g_capturedProcessContextInfo.has_value() || !g_capturedProcessContextInfo->isSameContextAs(currentContext)) {
+  if (!g_capturedProcessContextInfo.has_value() || !g_capturedProcessContextInfo->isSameContextAs(currentContext) ||
+      gGlobalRuntimeConfiguration.hasContextInformationChangedSince(currentContext)) {
     prepareLoggingFacilityForContextChange();
-    // A context change keeps the configuration the caller chose, if any.
-    std::optional<SpecifiedConfiguration> specified = g_specifiedConfiguration;
-    commonReinitialization(currentContext, std::move(specified));
+    // A context change keeps the configuration the caller chose, if any (the
+    // runtime configuration rebuilds itself the way it was built).
+    commonReinitialization(currentContext, std::nullopt, false);
   }
   markSessionStarted();
 }
@@ -136,8 +199,7 @@ void startApplicationSessionForGlobalFacilitiesWithSpecifiedConfiguration(std::i
 }
 
 void startApplicationSessionForGlobalFacilitiesAndRestoreOriginalConfiguration() {
-  prepareLoggingFacilityForContextChange();
-  commonReinitialization(ProcessContextInfo::captureCurrent(), std::nullopt);
+  commonReinitialization(ProcessContextInfo::captureCurrent(), std::nullopt, true);
   markSessionStarted();
 }
 
@@ -147,8 +209,7 @@ void endApplicationSessionForGlobalFacilities() {
 }
 
 void endApplicationSessionForGlobalFacilitiesPriorToApplicationExit() {
-  prepareLoggingFacilityForContextChange();
-  commonReinitialization(ProcessContextInfo::captureCurrent(), std::nullopt);
+  commonReinitialization(ProcessContextInfo::captureCurrent(), std::nullopt, true);
   endApplicationSessionForGlobalFacilities();
 }
 
@@ -162,6 +223,22 @@ HaldenAssertion::AssertionFacility& getAssertionFacility() noexcept {
 
 ErrorDisplayFacility& getErrorDisplayFacility() noexcept {
   return gGlobalErrorDisplayFacility;
+}
+
+HaldenLogging::LoggingFacility& getLoggingFacility() noexcept {
+  return gGlobalLoggingFacility;
+}
+
+HaldenConfiguration::RuntimeConfiguration& getRuntimeConfiguration() noexcept {
+  return gGlobalRuntimeConfiguration;
+}
+
+HaldenConfiguration::MeridianRuntimeConfigurationHost& getRuntimeConfigurationHost() noexcept {
+  return gRuntimeConfigurationHost;
+}
+
+const HaldenConfiguration::LoggingConfiguration* tryGetGlobalLoggingConfiguration() noexcept {
+  return gGlobalLoggingConfiguration.get();
 }
 
 IPlatformUtilities* tryGetPlatformUtilities() noexcept {
@@ -185,3 +262,11 @@ std::string getSpecifiedConfigurationSourceDescription() {
 }
 
 }  // namespace LowLevelFacilitiesGlobals
+
+namespace HaldenLogging {
+
+LoggingFacility& getGlobalLoggingFacility() noexcept {
+  return gGlobalLoggingFacility;
+}
+
+}  // namespace HaldenLogging

@@ -21,9 +21,20 @@
 // facilities up (nothing is captured yet); a later plain start does so only
 // when the context has changed.
 //
-// The logging facility and the runtime configuration are called from named
-// functions in LowLevelFacilitiesGlobals.cpp (the "seams" there); until those
-// exist, the seams count and keep what they are given.
+// The runtime configuration (gGlobalRuntimeConfiguration, with the driver's
+// MeridianRuntimeConfigurationHost) and the logging facility
+// (gGlobalLoggingFacility) are built with the other static objects, both
+// empty: the first session start reads the configuration (built-in text,
+// then the user's Config.toml) and sets logging up. A session start that
+// finds a changed context (the runtime configuration's
+// hasContextInformationChangedSince: process, user, application, or a
+// changed warm-up mode) prepares the logging facility and reinitialises;
+// the specified-configuration and restore variants, and the end before exit,
+// always reinitialise (without the preparation, whose report is meant for
+// context changes during active sessions). Every reinitialisation makes the
+// global logging configuration anew from the runtime configuration and sets
+// the logging facility up from it. A session end makes the logging facility
+// write everything; the last one stops its background thread.
 
 #include "DebuggingAndExceptions/AssertionFacility.h"
 #include "DebuggingAndExceptions/ErrorDisplayFacility.h"
@@ -35,6 +46,15 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+
+namespace HaldenLogging {
+class LoggingFacility;
+}
+namespace HaldenConfiguration {
+class RuntimeConfiguration;
+class MeridianRuntimeConfigurationHost;
+class LoggingConfiguration;
+}  // namespace HaldenConfiguration
 
 namespace LowLevelFacilitiesGlobals {
 
@@ -68,6 +88,13 @@ HDU_API ExceptionFacility& getExceptionFacility() noexcept;
 HDU_API HaldenAssertion::AssertionFacility& getAssertionFacility() noexcept;
 HDU_API ErrorDisplayFacility& getErrorDisplayFacility() noexcept;
 HDU_API IPlatformUtilities* tryGetPlatformUtilities() noexcept;
+// gGlobalLoggingFacility (also HaldenLogging::getGlobalLoggingFacility()).
+HDU_API HaldenLogging::LoggingFacility& getLoggingFacility() noexcept;
+// gGlobalRuntimeConfiguration and its host (gRuntimeConfigurationHost).
+HDU_API HaldenConfiguration::RuntimeConfiguration& getRuntimeConfiguration() noexcept;
+HDU_API HaldenConfiguration::MeridianRuntimeConfigurationHost& getRuntimeConfigurationHost() noexcept;
+// The global logging configuration; null before the first reinitialisation.
+HDU_API const HaldenConfiguration::LoggingConfiguration* tryGetGlobalLoggingConfiguration() noexcept;
 // Whether a context has been captured, and the one captured by the last
 // reinitialisation.
 HDU_API bool hasCapturedProcessContextInfo() noexcept;

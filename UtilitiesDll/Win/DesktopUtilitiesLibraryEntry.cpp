@@ -8,12 +8,17 @@
 
 #include <windows.h>
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
   switch (reason) {
     case DLL_PROCESS_ATTACH:
       DesktopUtilitiesLibraryHost::OnProcessAttach(instance);
       break;
     case DLL_PROCESS_DETACH:
+      // A non-null reserved argument: the process is ending (ExitProcess), not
+      // unloading the DLL (FreeLibrary).
+      if (reserved != nullptr) {
+        DesktopUtilitiesLibraryHost::NoteProcessIsEnding();
+      }
       DesktopUtilitiesLibraryHost::OnProcessDetach();
       break;
     default:  // DLL_THREAD_ATTACH, DLL_THREAD_DETACH: nothing to do

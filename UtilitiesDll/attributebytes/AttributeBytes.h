@@ -16,6 +16,12 @@
 // record that fails to parse (an unknown tag throws CPExceptionUnhandledSyntax,
 // a record cut short CPExceptionNotEnoughBytesForDesiredDataType) leaves the
 // object with its previous id and value.
+//
+// Memory. A record made by parsing (the WalkBufferToCreate... forms, and so
+// every record read from a list) is one allocation: the record, its id and
+// its value side by side. Such a record is deleted as any other (its class
+// has its own operator delete); its parts are replaced, not moved, by the
+// setters, and swap exchanges copies of them.
 
 #include "DebuggingAndExceptions/DumpArgs.h"
 #include "General/ByteBuffer.h"
@@ -24,10 +30,27 @@
 #include "attributebytes/AttributeBytesValue.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstddef>
+#include <functional>
 #include <memory>
+#include <new>
 #include <string>
 
 class IAttributeBytesDebugDisplayHelper;
+
+// Deletes a part of a record (its id or value), or only destroys one that
+// lives in the record's own allocation.
+struct AttributeBytesPartDeleter {
+  bool inPlace = false;
+  template <class T>
+  void operator()(T* part) const noexcept {
+    if (inPlace) {
+      part->~T();
+    } else {
+      delete part;
+    }
+  }
+};
 
 class HDU_API AttributeBytes {
  public:
@@ -43,8 +66,14 @@ class HDU_API AttributeBytes {
   AttributeBytes& operator=(const AttributeBytes& other);
   ~AttributeBytes();
 
-  // Exchanges ids and values.
-  void swap(AttributeBytes& other) noexcept;
+  // Exchanges ids and values. Parts that live inside a parsed record's own
+  // allocation are copied across, so this may throw std::bad_alloc (and
+  // then changes nothing).
+  void swap(AttributeBytes& other);
+
+  // Records are allocated and freed through these (see above).
+  static void* operator new(std::size_t size) { return ::operator new(size); }
+  static void operator delete(void* memory) noexcept { ::operator delete(memory); }
 
   const AttributeBytesId& GetAttributeBytesId() const noexcept { return *m_id; }
   const AttributeBytesValue& GetAttributeBytesValue() const noexcept { return *m_value; }
@@ -63,12 +92,24 @@ class HDU_API AttributeBytes {
   void ImportAttributeBytesState(const ByteBuffer& state);
   // Replaces id and value from the record at the cursor, and advances the
   // cursor past it (on failure neither the object nor the cursor moves).
-  void WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining);
+  // With a source (the list the bytes belong to), a list value shares the
+  // source's storage and sits one nesting level below it; without one it
+  // copies its bytes and sits at level 1.
+  void WalkBufferToSetAttributeBytes(const unsigned char*& cursor, unsigned int& remaining,
+                                     const AttributeBytesSource& source = AttributeBytesSource());
   // Parses the record at the cursor into a new object, advancing the cursor.
-  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(const unsigned char*& cursor,
-                                                                          unsigned int& remaining);
-  static AttributeBytesSharedPtr WalkBufferToCreateAttributeBytesSharedPtr(const unsigned char*& cursor,
-                                                                           unsigned int& remaining);
+  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(
+      const unsigned char*& cursor, unsigned int& remaining,
+      const AttributeBytesSource& source = AttributeBytesSource());
+  // Parses the record at the cursor without keeping it (its parts are built
+  // on the stack, shown to `inspect`, then destroyed), advancing the cursor:
+  // a check that the record reads, at a fraction of the cost of making it.
+  static void WalkBufferToInspectAttributeBytes(
+      const unsigned char*& cursor, unsigned int& remaining, const AttributeBytesSource& source,
+      const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect);
+  static AttributeBytesSharedPtr WalkBufferToCreateAttributeBytesSharedPtr(
+      const unsigned char*& cursor, unsigned int& remaining,
+      const AttributeBytesSource& source = AttributeBytesSource());
 
   // Same id and equal values (see AttributeBytesValue for value equality).
   bool IsEqual(const AttributeBytes& other) const;
@@ -85,10 +126,22 @@ class HDU_API AttributeBytes {
  private:
   // Parses the two parts at the cursor without touching any object.
   static void WalkBufferToGetParts(const unsigned char*& cursor, unsigned int& remaining,
-                                   std::unique_ptr<AttributeBytesId>& id, std::unique_ptr<AttributeBytesValue>& value);
+                                   const AttributeBytesSource& source, std::unique_ptr<AttributeBytesId>& id,
+                                   std::unique_ptr<AttributeBytesValue>& value);
   static std::unique_ptr<AttributeBytesId> RequireId(std::unique_ptr<AttributeBytesId> id);
   static std::unique_ptr<AttributeBytesValue> RequireValue(std::unique_ptr<AttributeBytesValue> value);
 
-  std::unique_ptr<AttributeBytesId> m_id;
-  std::unique_ptr<AttributeBytesValue> m_value;
+  using PartDeleter = AttributeBytesPartDeleter;
+  template <class T>
+  using PartPointer = std::unique_ptr<T, PartDeleter>;
+
+  // The parsed record in one allocation (see above).
+  template <class Result>
+  static Result WalkBufferToCreateInOneBlock(const unsigned char*& cursor, unsigned int& remaining,
+                                             const AttributeBytesSource& source);
+  AttributeBytes(PartPointer<AttributeBytesId> id, PartPointer<AttributeBytesValue> value) noexcept;
+  bool HasPartsInPlace() const noexcept { return m_id.get_deleter().inPlace || m_value.get_deleter().inPlace; }
+
+  PartPointer<AttributeBytesId> m_id;
+  PartPointer<AttributeBytesValue> m_value;
 };

@@ -34,6 +34,14 @@ inline bool typeLess(const AttributeBytesId& a, const AttributeBytesId& b) noexc
 
 // ---- AttributeBytesId ---------------------------------------------------------------
 
+bool AttributeBytesId::GetOrderingNumber(std::int64_t&) const noexcept {
+  return false;
+}
+
+bool AttributeBytesId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  return LessThan(sameTypeOther);
+}
+
 AttributeBytesId::~AttributeBytesId() = default;
 
 void AttributeBytesId::AttributeBytesDump(const DumpArgs& dumpArgs,
@@ -135,12 +143,17 @@ bool AttributeBytesNumericId::LessThan(const AttributeBytesId& other) const {
   return m_number < static_cast<const AttributeBytesNumericId&>(other).m_number;
 }
 
+bool AttributeBytesNumericId::GetOrderingNumber(std::int64_t& number) const noexcept {
+  number = m_number;
+  return true;
+}
+
 void AttributeBytesNumericId::AppendIdentifierState(ByteBuffer& out) const {
   AttributeBytesWire::appendLong32(out, m_number);
 }
 
 void AttributeBytesNumericId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
-  m_number = ByteBuffer::WalkBufferToGetLong(cursor, remaining);  // consumes nothing when it throws
+  m_number = AttributeBytesWire::walkLong(cursor, remaining);  // consumes nothing when it throws
 }
 
 AttributeBytesFeatureId::AttributeBytesFeatureId(long featureId) noexcept : AttributeBytesNumericId(featureId) {}
@@ -196,6 +209,10 @@ bool AttributeBytesNamedId::LessThan(const AttributeBytesId& other) const {
     return typeLess(*this, other);
   }
   return m_name < static_cast<const AttributeBytesNamedId&>(other).m_name;
+}
+
+bool AttributeBytesNamedId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  return m_name < static_cast<const AttributeBytesNamedId&>(sameTypeOther).m_name;
 }
 
 void AttributeBytesNamedId::AppendIdentifierState(ByteBuffer& out) const {
@@ -255,6 +272,12 @@ bool AttributeBytesCapabilityId::LessThan(const AttributeBytesId& other) const {
   return std::tie(m_featureId, m_capabilityType) < std::tie(that.m_featureId, that.m_capabilityType);
 }
 
+bool AttributeBytesCapabilityId::GetOrderingNumber(std::int64_t& number) const noexcept {
+  // Feature id first, then capability type: both fit one 64-bit number.
+  number = static_cast<std::int64_t>(m_featureId) * 65536 + (static_cast<std::int64_t>(m_capabilityType) + 32768);
+  return true;
+}
+
 std::unique_ptr<AttributeBytesId> AttributeBytesCapabilityId::Clone() const {
   return std::make_unique<AttributeBytesCapabilityId>(*this);
 }
@@ -267,8 +290,8 @@ void AttributeBytesCapabilityId::AppendIdentifierState(ByteBuffer& out) const {
 void AttributeBytesCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const short capabilityType = ByteBuffer::WalkBufferToGetShort(walk, left);
-  const long featureId = ByteBuffer::WalkBufferToGetLong(walk, left);
+  const short capabilityType = AttributeBytesWire::walkShort(walk, left);
+  const long featureId = AttributeBytesWire::walkLong(walk, left);
   m_capabilityType = capabilityType;
   m_featureId = featureId;
   cursor = walk;
@@ -297,7 +320,11 @@ bool AttributeBytesNewCapabilityId::LessThan(const AttributeBytesId& other) cons
   if (!sameType(*this, other)) {
     return typeLess(*this, other);
   }
-  const auto& that = static_cast<const AttributeBytesNewCapabilityId&>(other);
+  return LessThanSameType(other);
+}
+
+bool AttributeBytesNewCapabilityId::LessThanSameType(const AttributeBytesId& sameTypeOther) const {
+  const auto& that = static_cast<const AttributeBytesNewCapabilityId&>(sameTypeOther);
   if (m_newFeatureId != that.m_newFeatureId) {
     return m_newFeatureId < that.m_newFeatureId;
   }
@@ -316,7 +343,7 @@ void AttributeBytesNewCapabilityId::AppendIdentifierState(ByteBuffer& out) const
 void AttributeBytesNewCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const short capabilityType = ByteBuffer::WalkBufferToGetShort(walk, left);
+  const short capabilityType = AttributeBytesWire::walkShort(walk, left);
   CXString newFeatureId = ByteBuffer::WalkBufferToGetCountedString(walk, left);
   m_capabilityType = capabilityType;
   m_newFeatureId = std::move(newFeatureId);

@@ -31,6 +31,7 @@
 #include "LowLevelFacilities/CXString.h"
 #include "hdUtilitiesExport.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -57,6 +58,14 @@ class HDU_API AttributeBytesId {
   virtual AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept = 0;
   virtual bool IsEqual(const AttributeBytesId& other) const = 0;
   virtual bool LessThan(const AttributeBytesId& other) const = 0;
+  // For ids ordered, within their tag, by one number (the numeric ids and
+  // the capability id): sets `number` so that two ids of the same tag order
+  // as their numbers do, and returns true. Others return false. Lets sorted
+  // containers compare without calling LessThan.
+  virtual bool GetOrderingNumber(std::int64_t& number) const noexcept;
+  // LessThan for an id known to have this id's tag (sorted containers know
+  // it from the tags); the type check is left out.
+  virtual bool LessThanSameType(const AttributeBytesId& sameTypeOther) const;
   virtual std::unique_ptr<AttributeBytesId> Clone() const = 0;
   // One line: the type name and the display text ("ABIDE_FEATURE Feature(5)").
   virtual void AttributeBytesDump(const DumpArgs& dumpArgs, const IAttributeBytesDebugDisplayHelper& helper) const;
@@ -103,10 +112,13 @@ class HDU_API AttributeBytesId {
 // number. Not created by itself.
 class HDU_API AttributeBytesNumericId : public AttributeBytesId {
  public:
+  // The payload's size, the same for every id of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   ~AttributeBytesNumericId() override;
 
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool GetOrderingNumber(std::int64_t& number) const noexcept override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesId::WalkBufferToSetIdentifier;
@@ -192,6 +204,7 @@ class HDU_API AttributeBytesNamedId : public AttributeBytesId {
 
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool LessThanSameType(const AttributeBytesId& sameTypeOther) const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesId::WalkBufferToSetIdentifier;
@@ -246,6 +259,7 @@ class HDU_API AttributeBytesNewValueId : public AttributeBytesNamedId {
 // then feature id (4 bytes). Ordered by feature id, then capability type.
 class HDU_API AttributeBytesCapabilityId : public AttributeBytesId {
  public:
+  static constexpr unsigned kFixedPayloadSize = 6;
   AttributeBytesCapabilityId() noexcept = default;
   AttributeBytesCapabilityId(long featureId, short capabilityType) noexcept;
   ~AttributeBytesCapabilityId() override;
@@ -253,6 +267,7 @@ class HDU_API AttributeBytesCapabilityId : public AttributeBytesId {
   AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept override { return ABIDE_CAPABILITY; }
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool GetOrderingNumber(std::int64_t& number) const noexcept override;
   std::unique_ptr<AttributeBytesId> Clone() const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;
@@ -280,6 +295,7 @@ class HDU_API AttributeBytesNewCapabilityId : public AttributeBytesId {
   AttributeBytesIdEnum GetAttributeBytesIdType() const noexcept override { return ABIDE_NEWCAPABILITY; }
   bool IsEqual(const AttributeBytesId& other) const override;
   bool LessThan(const AttributeBytesId& other) const override;
+  bool LessThanSameType(const AttributeBytesId& sameTypeOther) const override;
   std::unique_ptr<AttributeBytesId> Clone() const override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   void WalkBufferToSetIdentifier(const unsigned char*& cursor, unsigned int& remaining) override;

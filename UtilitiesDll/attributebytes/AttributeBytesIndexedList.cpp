@@ -8,19 +8,91 @@
 #include "attributebytes/AttributeBytesWire.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
+#include <algorithm>
+#include <iterator>
+#include <new>
+
 namespace {
 
 constexpr const char* kSourceFile = "UtilitiesDll\\attributebytes\\AttributeBytesIndexedList";
 
 AttributeBytesIndexedMap cloneMap(const AttributeBytesIndexedMap& source) {
   AttributeBytesIndexedMap copy;
-  for (const auto& [id, record] : source) {
-    copy.emplace_hint(copy.end(), id->Clone(), MakeAttributeBytesSharedPtr(*record));
+  for (const AttributeBytesIndexedEntry& entry : source) {
+    copy.emplace_hint(copy.end(), MakeAttributeBytesSharedPtr(*entry.record));
   }
   return copy;
 }
 
 }  // namespace
+
+// ---- entries and their pool ---------------------------------------------------------
+
+AttributeBytesIndexedEntry::AttributeBytesIndexedEntry(const AttributeBytesSharedPtr& shared) : record(shared) {
+  const AttributeBytesId& id = shared->GetAttributeBytesId();
+  tag = id.GetAttributeBytesIdType();
+  number = 0;
+  hasNumber = id.GetOrderingNumber(number);
+}
+
+AttributeBytesIndexedEntry::AttributeBytesIndexedEntry(const AttributeBytesIdOrderKey& key,
+                                                       const AttributeBytesSharedPtr& shared) noexcept
+    : tag(key.tag), hasNumber(key.hasNumber), number(key.number), record(shared) {}
+
+AttributeBytesIndexedEntry::AttributeBytesIndexedEntry(const AttributeBytesIndexedEntry& other) noexcept = default;
+AttributeBytesIndexedEntry& AttributeBytesIndexedEntry::operator=(const AttributeBytesIndexedEntry& other) noexcept =
+    default;
+AttributeBytesIndexedEntry::~AttributeBytesIndexedEntry() = default;
+
+const AttributeBytesId& AttributeBytesIndexedEntryCompare::idOf(const AttributeBytesIndexedEntry& entry) noexcept {
+  return entry.record->GetAttributeBytesId();
+}
+
+struct AttributeBytesNodePool::Chunk {
+  Chunk* next;
+};
+
+AttributeBytesNodePool::AttributeBytesNodePool(std::size_t blockSize) noexcept
+    : m_blockSize((std::max(blockSize, sizeof(FreeBlock)) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
+                  alignof(std::max_align_t)) {}
+
+AttributeBytesNodePool::~AttributeBytesNodePool() {
+  while (m_chunks != nullptr) {
+    Chunk* next = m_chunks->next;
+    ::operator delete(m_chunks);
+    m_chunks = next;
+  }
+}
+
+void* AttributeBytesNodePool::Allocate() {
+  if (m_free == nullptr) {
+    // A chunk: its header, then the blocks, each at a multiple of the
+    // strictest fundamental alignment.
+    constexpr std::size_t kHeader =
+        (sizeof(Chunk) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
+    auto* chunk = static_cast<Chunk*>(::operator new(kHeader + m_nextChunkBlocks * m_blockSize));
+    chunk->next = m_chunks;
+    m_chunks = chunk;
+    unsigned char* blocks = reinterpret_cast<unsigned char*>(chunk) + kHeader;
+    for (std::size_t i = m_nextChunkBlocks; i > 0; --i) {
+      m_free = ::new (blocks + (i - 1) * m_blockSize) FreeBlock{m_free};
+    }
+    m_nextChunkBlocks = std::min<std::size_t>(m_nextChunkBlocks * 2, 256);
+  }
+  FreeBlock* block = m_free;
+  m_free = block->next;
+  return block;
+}
+
+void AttributeBytesNodePool::Release(void* block) noexcept {
+  m_free = ::new (block) FreeBlock{m_free};
+}
+
+void AttributeBytesNodePool::RemoveReference() noexcept {
+  if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    delete this;
+  }
+}
 
 // ---- iterator -----------------------------------------------------------------------
 
@@ -43,7 +115,9 @@ AttributeBytesIndexedList::AttributeBytesIndexedList(const AttributeBytesIndexed
 
 AttributeBytesIndexedList::AttributeBytesIndexedList(AttributeBytesIndexedList&& other) noexcept
     : m_map(std::move(other.m_map)), m_stamp(NewListStamp()) {
-  other.m_map.clear();
+  // The moved-from set still refers to the same pool; it gets a fresh one,
+  // so that the two lists never share a pool.
+  other.m_map = AttributeBytesIndexedMap();
   other.m_stamp = NewListStamp();
 }
 
@@ -59,7 +133,7 @@ AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(const AttributeB
 AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(AttributeBytesIndexedList&& other) noexcept {
   if (this != &other) {
     m_map = std::move(other.m_map);
-    other.m_map.clear();
+    other.m_map = AttributeBytesIndexedMap();
     m_stamp = NewListStamp();
     other.m_stamp = NewListStamp();
   }
@@ -77,14 +151,19 @@ void AttributeBytesIndexedList::swap(AttributeBytesIndexedList& other) noexcept 
 // ---- adding and removing ------------------------------------------------------------
 
 void AttributeBytesIndexedList::InsertNew(const AttributeBytesSharedPtr& attributeBytes) {
-  const AttributeBytesId& id = attributeBytes->GetAttributeBytesId();
-  const auto position = m_map.lower_bound(id);
-  if (position != m_map.end() && !id.LessThan(*position->first)) {
+  const AttributeBytesIdOrderKey key = AttributeBytesIdOrderKey::Of(attributeBytes->GetAttributeBytesId());
+  // Records read from a state come in id order: while they do, each is
+  // placed at the end with one comparison; any other is placed by a search.
+  const std::size_t sizeBefore = m_map.size();
+  const auto position = m_lastAddedAtEnd ? m_map.emplace_hint(m_map.end(), key, attributeBytes)
+                                         : m_map.emplace(key, attributeBytes).first;
+  if (m_map.size() == sizeBefore) {
     HDU_THROW(CPExceptionDuplicateAttributeId,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::AddAttributeBytes"),
-              "An entry already exists in the list for=%s! Insertion failed!\r\n", id.GetDebugDisplayString());
+              "An entry already exists in the list for=%s! Insertion failed!\r\n",
+              attributeBytes->GetAttributeBytesId().GetDebugDisplayString());
   }
-  m_map.emplace_hint(position, id.Clone(), attributeBytes);
+  m_lastAddedAtEnd = std::next(position) == m_map.end();
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& attributeBytes) {
@@ -110,17 +189,17 @@ void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesSharedPtr&
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::SetAttributeBytes"),
               "The AttributeBytes to set is a null pointer.");
   }
-  const AttributeBytesId& id = attributeBytes->GetAttributeBytesId();
-  const auto position = m_map.lower_bound(id);
-  if (position != m_map.end() && !id.LessThan(*position->first)) {
-    position->second = attributeBytes;
+  const AttributeBytesIdOrderKey key = AttributeBytesIdOrderKey::Of(attributeBytes->GetAttributeBytesId());
+  const auto position = m_map.lower_bound(key);
+  if (position != m_map.end() && !AttributeBytesIndexedEntryCompare()(key, *position)) {
+    position->record = attributeBytes;  // the same id: the key and the order hold
   } else {
-    m_map.emplace_hint(position, id.Clone(), attributeBytes);
+    m_map.emplace_hint(position, key, attributeBytes);
   }
 }
 
 bool AttributeBytesIndexedList::RemoveAttributeBytes(const AttributeBytesId& id) {
-  const auto position = m_map.find(id);
+  const auto position = m_map.find(AttributeBytesIdOrderKey::Of(id));
   if (position == m_map.end()) {
     return false;
   }
@@ -132,7 +211,7 @@ bool AttributeBytesIndexedList::RemoveAttributeBytes(const AttributeBytesId& id)
 // ---- look-ups -----------------------------------------------------------------------
 
 const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const AttributeBytesId& id) const {
-  const auto position = m_map.find(id);
+  const auto position = m_map.find(AttributeBytesIdOrderKey::Of(id));
   if (position == m_map.end()) {
     HDU_THROW(CPExceptionFeatureNotFound,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::GetAttributeBytesRef"),
@@ -140,17 +219,17 @@ const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const Attr
               "return code.",
               id.GetDebugDisplayString());
   }
-  return *position->second;
+  return *position->record;
 }
 
 const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) const {
-  const auto position = m_map.find(id);
-  return position == m_map.end() ? nullptr : position->second.get();
+  const auto position = m_map.find(AttributeBytesIdOrderKey::Of(id));
+  return position == m_map.end() ? nullptr : position->record.get();
 }
 
 AttributeBytesSharedPtr AttributeBytesIndexedList::GetAttributeBytesSharedPtr(const AttributeBytesId& id) const {
-  const auto position = m_map.find(id);
-  return position == m_map.end() ? AttributeBytesSharedPtr() : position->second;
+  const auto position = m_map.find(AttributeBytesIdOrderKey::Of(id));
+  return position == m_map.end() ? AttributeBytesSharedPtr() : position->record;
 }
 
 const AttributeBytesValue* AttributeBytesIndexedList::GetAttributeBytesValuePtr(const AttributeBytesId& id) const {
@@ -159,7 +238,7 @@ const AttributeBytesValue* AttributeBytesIndexedList::GetAttributeBytesValuePtr(
 }
 
 bool AttributeBytesIndexedList::ContainsAttributeBytes(const AttributeBytesId& id) const {
-  return m_map.find(id) != m_map.end();
+  return m_map.find(AttributeBytesIdOrderKey::Of(id)) != m_map.end();
 }
 
 // ---- walking ------------------------------------------------------------------------
@@ -198,7 +277,7 @@ std::unique_ptr<AttributeBytes> AttributeBytesIndexedList::GetNextAttributeBytes
   if (indexedIterator.m_position == m_map.end()) {
     return nullptr;
   }
-  auto record = std::make_unique<AttributeBytes>(*indexedIterator.m_position->second);
+  auto record = std::make_unique<AttributeBytes>(*indexedIterator.m_position->record);
   ++indexedIterator.m_position;
   return record;
 }
@@ -210,7 +289,7 @@ AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesSharedPt
   if (indexedIterator.m_position == m_map.end()) {
     return AttributeBytesSharedPtr();
   }
-  return (indexedIterator.m_position++)->second;
+  return (indexedIterator.m_position++)->record;
 }
 
 AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesFromIndexedListIterator(
@@ -219,7 +298,7 @@ AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesFromInde
   if (iterator.m_position == m_map.end()) {
     return AttributeBytesSharedPtr();
   }
-  return (iterator.m_position++)->second;
+  return (iterator.m_position++)->record;
 }
 
 const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator(
@@ -231,7 +310,7 @@ const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRefFromIndexed
         HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator"),
         "The iterator is at the end of the list; there is no record to return.");
   }
-  return *iterator.m_position->second;
+  return *iterator.m_position->record;
 }
 
 // ---- state --------------------------------------------------------------------------
@@ -255,8 +334,8 @@ void AttributeBytesIndexedList::AppendAttributeBytesIndexedListState(ByteBuffer&
 }
 
 void AttributeBytesIndexedList::AppendRecordBytes(ByteBuffer& out) const {
-  for (const auto& entry : m_map) {
-    entry.second->AppendAttributeBytesState(out);
+  for (const AttributeBytesIndexedEntry& entry : m_map) {
+    entry.record->AppendAttributeBytesState(out);
   }
 }
 
@@ -268,7 +347,7 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteB
 void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const unsigned char* state, unsigned int length) {
   const unsigned char* cursor = state;
   unsigned int remaining = state == nullptr ? 0 : length;
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kIndexedListSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),
@@ -279,9 +358,28 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const unsig
   ImportFromRawList(rawList);
 }
 
+void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const std::shared_ptr<ByteBuffer>& storage,
+                                                                     std::size_t offset, std::size_t length,
+                                                                     unsigned maximumNestingLevel) {
+  const bool inside = storage && offset <= storage->size() && length <= storage->size() - offset;
+  const unsigned char* cursor = inside ? storage->data() + offset : nullptr;
+  unsigned int remaining = inside ? AttributeBytesWire::remainingCountOf(length) : 0;
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
+  if (signature != AttributeBytesWire::kIndexedListSignature) {
+    HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
+              HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesIndexedList::ImportAttributeBytesIndexedListState"),
+              "Import request ignored. This expected signature is missing or doesn't match.");
+  }
+  AttributeBytesRawList rawList;
+  rawList.ImportAttributeBytesRawListState(storage, offset + 4, length - 4);
+  rawList.SetMaximumNestingLevel(maximumNestingLevel);
+  ImportFromRawList(rawList);
+}
+
 void AttributeBytesIndexedList::ImportFromRawList(const AttributeBytesRawList& rawList) {
+  rawList.CheckNestingLevel("AttributeBytesIndexedList::ImportFromRawList");
   AttributeBytesIndexedList imported;
-  AttributeBytesReader reader(rawList.GetRecordBytes());
+  AttributeBytesReader reader(rawList);
   while (AttributeBytesSharedPtr record = reader.ReadNextAttributeBytesSharedPtr()) {
     imported.InsertNew(record);
   }
@@ -299,7 +397,7 @@ bool AttributeBytesIndexedList::IsEqual(const AttributeBytesIndexedList& other) 
     return false;
   }
   for (auto mine = m_map.begin(), theirs = other.m_map.begin(); mine != m_map.end(); ++mine, ++theirs) {
-    if (!mine->first->IsEqual(*theirs->first) || !mine->second->IsEqual(*theirs->second)) {
+    if (!mine->record->IsEqual(*theirs->record)) {
       return false;
     }
   }
@@ -314,7 +412,7 @@ void AttributeBytesIndexedList::AttributeBytesDump(const DumpArgs& dumpArgs,
   dumpArgs.writeLine(InternalHaldenCP::formatToStdString("AttributeBytesIndexedList: %lu records",
                                                          static_cast<unsigned long long>(m_map.size())));
   const DumpArgs nested = dumpArgs.nested();
-  for (const auto& entry : m_map) {
-    entry.second->AttributeBytesDump(nested, helper);
+  for (const AttributeBytesIndexedEntry& entry : m_map) {
+    entry.record->AttributeBytesDump(nested, helper);
   }
 }

@@ -43,9 +43,16 @@ void AttributeBytesNameSpaces::GetAttributeBytesNameSpacesState(ByteBuffer& out)
 }
 
 DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(const ByteBuffer& state) {
-  const unsigned char* cursor = state.empty() ? nullptr : state.data();
-  unsigned int remaining = AttributeBytesWire::remainingCountOf(state.size());
-  const auto signature = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining));
+  return ImportAttributeBytesNameSpacesState(ByteBuffer(state));
+}
+
+DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(ByteBuffer&& state,
+                                                                            unsigned maximumNestingLevel) {
+  auto storage = std::make_shared<ByteBuffer>(std::move(state));
+  const unsigned char* const start = storage->empty() ? nullptr : storage->data();
+  const unsigned char* cursor = start;
+  unsigned int remaining = AttributeBytesWire::remainingCountOf(storage->size());
+  const auto signature = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(cursor, remaining));
   if (signature != AttributeBytesWire::kNameSpacesSignature) {
     HDU_THROW(CPExceptionMissingOrBadAttributeBytesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState"),
@@ -53,7 +60,8 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(cons
   }
   const DriverVersion version = DriverVersion::WalkBufferToGetDriverVersion(cursor, remaining);
   AttributeBytesIndexedList nameSpaces;
-  nameSpaces.ImportAttributeBytesIndexedListState(cursor, remaining);
+  nameSpaces.ImportAttributeBytesIndexedListState(storage, static_cast<std::size_t>(cursor - start), remaining,
+                                                  maximumNestingLevel);
   m_nameSpaces.swap(nameSpaces);
   m_driverVersion = version;
   return version;

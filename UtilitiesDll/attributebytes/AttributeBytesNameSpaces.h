@@ -55,6 +55,11 @@ class HDU_API AttributeBytesNameSpaces {
   // CPExceptionNotEnoughBytesForDesiredDataType; a signature that is not
   // "ABNS" throws CPExceptionMissingOrBadAttributeBytesFormat.
   DriverVersion ImportAttributeBytesNameSpacesState(const ByteBuffer& state);
+  // The same, taking the state's buffer over: the namespaces' lists share
+  // it instead of copying it. The namespace records are read as a list with
+  // the given maximum nesting level (a namespace's own list is level 1; see
+  // AttributeBytesRawList).
+  DriverVersion ImportAttributeBytesNameSpacesState(ByteBuffer&& state, unsigned maximumNestingLevel = 0);
 
   const DriverVersion& GetDriverVersion() const noexcept { return m_driverVersion; }
   void SetDriverVersion(const DriverVersion& driverVersion) noexcept { m_driverVersion = driverVersion; }

@@ -5,7 +5,9 @@
 // Each record is parsed as AttributeBytes parses one. Beyond the plain walk
 // the reader:
 //   - borrows the bytes (no copy; the caller keeps them alive and unchanged
-//     while the reader is used);
+//     while the reader is used); a reader of a raw list also lets the list
+//     values it parses share the list's storage (see AttributeBytesRawList),
+//     where a reader of bare bytes makes them copy theirs;
 //   - knows where it is: the offset of the next record, the offset and size
 //     of the last record read, the bytes remaining;
 //   - can be repositioned (Reset, SetOffset) to re-read or skip;
@@ -15,12 +17,16 @@
 // At the end every Read... form returns a null pointer.
 
 #include "General/ByteBuffer.h"
+#include "attributebytes/AttributeBytesRawList.h"
 #include "attributebytes/AttributeBytesSharedPtr.h"
 #include "hdUtilitiesExport.h"
 
+#include <functional>
 #include <memory>
 
 class AttributeBytes;
+class AttributeBytesId;
+class AttributeBytesValue;
 
 class HDU_API AttributeBytesReader {
  public:
@@ -28,6 +34,9 @@ class HDU_API AttributeBytesReader {
   explicit AttributeBytesReader(const ByteBuffer& records) noexcept;
   // Reads `length` bytes at `records` (null with length 0 is an empty run).
   AttributeBytesReader(const unsigned char* records, unsigned int length) noexcept;
+  // Reads a raw list's records (the list must outlive the reader and stay
+  // unchanged while it is used). Its nesting level is not checked here.
+  explicit AttributeBytesReader(const AttributeBytesRawList& list) noexcept;
 
   bool IsAtEnd() const noexcept { return m_offset >= m_length; }
   unsigned int GetOffset() const noexcept { return m_offset; }
@@ -51,6 +60,17 @@ class HDU_API AttributeBytesReader {
   bool ReadNextAttributeBytes(AttributeBytes& out);
   // Parses and discards the next record; false at the end.
   bool SkipNextAttributeBytes();
+  // Parses the next record without keeping it and shows its id and value to
+  // `inspect` (AttributeBytes::WalkBufferToInspectAttributeBytes); false at
+  // the end.
+  bool InspectNextAttributeBytes(
+      const std::function<void(const AttributeBytesId&, const AttributeBytesValue&)>& inspect);
+  // Checks that the next record reads, as reading it would (the same
+  // exception when it does not), without building it where its id and value
+  // have payloads of fixed size: those can only fail by being cut short.
+  // When the record's value is a list, `nestedList` receives the list (which
+  // shares this reader's list's bytes) and `isList` is true. False at the end.
+  bool CheckNextAttributeBytes(AttributeBytesRawList& nestedList, bool& isList);
 
  private:
   template <class Parse>
@@ -58,6 +78,7 @@ class HDU_API AttributeBytesReader {
 
   const unsigned char* m_records;
   unsigned int m_length;
+  AttributeBytesSource m_source;
   unsigned int m_offset = 0;
   unsigned int m_lastRecordOffset = 0;
   unsigned int m_lastRecordSize = 0;

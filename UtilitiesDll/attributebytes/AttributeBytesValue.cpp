@@ -168,8 +168,21 @@ const char* AttributeBytesValue::GetTypeDebugDisplayString(AttributeBytesValueEn
 
 // ---- option -------------------------------------------------------------------------
 
-AttributeBytesOptionValue::AttributeBytesOptionValue()
-    : AttributeBytesValue(false), m_id(std::make_unique<AttributeBytesValueId>()) {}
+namespace {
+
+// What a default option value names (held by no object until changed).
+const AttributeBytesId& defaultOptionId() noexcept {
+  static const AttributeBytesValueId kValueIdZero;
+  return kValueIdZero;
+}
+
+}  // namespace
+
+AttributeBytesOptionValue::AttributeBytesOptionValue() noexcept : AttributeBytesValue(false) {}
+
+const AttributeBytesId& AttributeBytesOptionValue::GetValue() const noexcept {
+  return m_id ? *m_id : defaultOptionId();
+}
 
 AttributeBytesOptionValue::AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> id, bool specified)
     : AttributeBytesValue(specified) {
@@ -180,11 +193,11 @@ AttributeBytesOptionValue::AttributeBytesOptionValue(const AttributeBytesId& id,
     : AttributeBytesValue(specified), m_id(id.Clone()) {}
 
 AttributeBytesOptionValue::AttributeBytesOptionValue(const AttributeBytesOptionValue& other)
-    : AttributeBytesValue(other), m_id(other.m_id->Clone()) {}
+    : AttributeBytesValue(other), m_id(other.m_id ? other.m_id->Clone() : nullptr) {}
 
 AttributeBytesOptionValue& AttributeBytesOptionValue::operator=(const AttributeBytesOptionValue& other) {
   if (this != &other) {
-    std::unique_ptr<AttributeBytesId> id = other.m_id->Clone();
+    std::unique_ptr<AttributeBytesId> id = other.m_id ? other.m_id->Clone() : nullptr;
     AttributeBytesValue::operator=(other);
     m_id = std::move(id);
   }
@@ -210,33 +223,35 @@ void AttributeBytesOptionValue::SetValue(const AttributeBytesId& id) {
 }
 
 const AttributeBytesFeatureId& AttributeBytesOptionValue::GetFeatureIdValue() const {
-  if (m_id->GetAttributeBytesIdType() != ABIDE_FEATURE) {
+  const AttributeBytesId& id = GetValue();
+  if (id.GetAttributeBytesIdType() != ABIDE_FEATURE) {
     HDU_THROW(CPExceptionAttributeValueTypeMismatch,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesOptionValue::GetFeatureIdValue"),
               "The AttributeBytesId value is of a different type (%s) than expected by this method.",
-              m_id->GetTypeDebugDisplayString());
+              id.GetTypeDebugDisplayString());
   }
-  return static_cast<const AttributeBytesFeatureId&>(*m_id);
+  return static_cast<const AttributeBytesFeatureId&>(id);
 }
 
 const AttributeBytesValueId& AttributeBytesOptionValue::GetValueIdValue() const {
-  if (m_id->GetAttributeBytesIdType() != ABIDE_VALUE) {
+  const AttributeBytesId& id = GetValue();
+  if (id.GetAttributeBytesIdType() != ABIDE_VALUE) {
     HDU_THROW(CPExceptionAttributeValueTypeMismatch,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "AttributeBytesOptionValue::GetValueIdValue"),
               "The AttributeBytesId value is of a different type (%s) than expected by this method.",
-              m_id->GetTypeDebugDisplayString());
+              id.GetTypeDebugDisplayString());
   }
-  return static_cast<const AttributeBytesValueId&>(*m_id);
+  return static_cast<const AttributeBytesValueId&>(id);
 }
 
 void AttributeBytesOptionValue::AppendValueState(ByteBuffer& out) const {
-  m_id->AppendTypeAndIdentifierState(out);
+  GetValue().AppendTypeAndIdentifierState(out);
 }
 
 void AttributeBytesOptionValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const auto tag = static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(walk, left));
+  const auto tag = static_cast<AttributeBytesIdEnum>(AttributeBytesWire::walkByte(walk, left));
   std::unique_ptr<AttributeBytesId> id = AttributeBytesIdFactory::CreateAttributeBytesId(tag);
   id->WalkBufferToSetIdentifier(walk, left);
   m_id = std::move(id);
@@ -245,16 +260,17 @@ void AttributeBytesOptionValue::WalkBufferToSetValue(const unsigned char*& curso
 }
 
 int AttributeBytesOptionValue::ComparePayload(const AttributeBytesValue& other) const {
-  const AttributeBytesId& otherId = *static_cast<const AttributeBytesOptionValue&>(other).m_id;
-  if (m_id->LessThan(otherId)) {
+  const AttributeBytesId& mine = GetValue();
+  const AttributeBytesId& otherId = static_cast<const AttributeBytesOptionValue&>(other).GetValue();
+  if (mine.LessThan(otherId)) {
     return -1;
   }
-  return otherId.LessThan(*m_id) ? 1 : 0;
+  return otherId.LessThan(mine) ? 1 : 0;
 }
 
 std::string AttributeBytesOptionValue::FormatValueLine(const std::string& indentation, const std::string& idText,
                                                        const IAttributeBytesDebugDisplayHelper& helper) const {
-  return valueLine(indentation, idText, m_id->GetDebugDisplayString(helper));
+  return valueLine(indentation, idText, GetValue().GetDebugDisplayString(helper));
 }
 
 // ---- integer ------------------------------------------------------------------------
@@ -277,7 +293,7 @@ void AttributeBytesIntegerValue::AppendValueState(ByteBuffer& out) const {
 }
 
 void AttributeBytesIntegerValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
-  m_value = ByteBuffer::WalkBufferToGetLong(cursor, remaining);  // consumes nothing when it throws
+  m_value = AttributeBytesWire::walkLong(cursor, remaining);  // consumes nothing when it throws
 }
 
 int AttributeBytesIntegerValue::ComparePayload(const AttributeBytesValue& other) const {
@@ -335,7 +351,7 @@ void AttributeBytesBooleanValue::AppendValueState(ByteBuffer& out) const {
 }
 
 void AttributeBytesBooleanValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
-  m_value = ByteBuffer::WalkBufferToGetBool(cursor, remaining);
+  m_value = AttributeBytesWire::walkBool(cursor, remaining);
 }
 
 int AttributeBytesBooleanValue::ComparePayload(const AttributeBytesValue& other) const {
@@ -378,8 +394,8 @@ void AttributeBytesRangeValue::AppendValueState(ByteBuffer& out) const {
 void AttributeBytesRangeValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const long first = ByteBuffer::WalkBufferToGetLong(walk, left);
-  const long second = ByteBuffer::WalkBufferToGetLong(walk, left);
+  const long first = AttributeBytesWire::walkLong(walk, left);
+  const long second = AttributeBytesWire::walkLong(walk, left);
   m_first = first;
   m_second = second;
   cursor = walk;
@@ -422,8 +438,8 @@ void AttributeBytesRangeOfDimensionValue::AppendValueState(ByteBuffer& out) cons
 void AttributeBytesRangeOfDimensionValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const auto first = static_cast<std::int32_t>(ByteBuffer::WalkBufferToGetLong(walk, left));
-  const auto second = static_cast<std::int32_t>(ByteBuffer::WalkBufferToGetLong(walk, left));
+  const auto first = static_cast<std::int32_t>(AttributeBytesWire::walkLong(walk, left));
+  const auto second = static_cast<std::int32_t>(AttributeBytesWire::walkLong(walk, left));
   m_first = Dimension::FromStorageValue(first);
   m_second = Dimension::FromStorageValue(second);
   cursor = walk;
@@ -456,7 +472,7 @@ void AttributeBytesDimensionValue::AppendValueState(ByteBuffer& out) const {
 }
 
 void AttributeBytesDimensionValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
-  m_value = Dimension::FromStorageValue(static_cast<std::int32_t>(ByteBuffer::WalkBufferToGetLong(cursor, remaining)));
+  m_value = Dimension::FromStorageValue(static_cast<std::int32_t>(AttributeBytesWire::walkLong(cursor, remaining)));
 }
 
 int AttributeBytesDimensionValue::ComparePayload(const AttributeBytesValue& other) const {
@@ -507,9 +523,9 @@ void AttributeBytesResolutionValue::AppendValueState(ByteBuffer& out) const {
 void AttributeBytesResolutionValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const long second = ByteBuffer::WalkBufferToGetLong(walk, left);
-  const long first = ByteBuffer::WalkBufferToGetLong(walk, left);
-  const short third = ByteBuffer::WalkBufferToGetShort(walk, left);
+  const long second = AttributeBytesWire::walkLong(walk, left);
+  const long first = AttributeBytesWire::walkLong(walk, left);
+  const short third = AttributeBytesWire::walkShort(walk, left);
   m_first = first;
   m_second = second;
   m_third = third;
@@ -591,31 +607,41 @@ void AttributeBytesListValue::AttributeBytesDump(const DumpArgs& dumpArgs, const
 }
 
 void AttributeBytesListValue::AppendValueState(ByteBuffer& out) const {
-  const ByteBuffer& records = m_list.GetRecordBytes();
+  const std::span<const unsigned char> records = m_list.GetRecordBytes();
   AttributeBytesWire::appendByte(out, m_kindOfList);
   AttributeBytesWire::appendUInt32(out, static_cast<std::uint32_t>(4 + records.size()));
   m_list.AppendAttributeBytesRawListState(out);
 }
 
 void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) {
+  WalkBufferToSetValue(cursor, remaining, AttributeBytesSource());
+}
+
+void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining,
+                                                   const AttributeBytesSource& source) {
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
-  const unsigned char kindOfList = ByteBuffer::WalkBufferToGetByte(walk, left);
+  const unsigned char kindOfList = AttributeBytesWire::walkByte(walk, left);
   // The list state is counted bytes; when fewer bytes remain than the count
   // says, the counted-bytes walker raises the failure (with its own label).
   const unsigned char* countedBytes = walk;
   unsigned int countedRemaining = left;
-  const auto length = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(walk, left));
+  const auto length = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(walk, left));
   if (left < length) {
     ByteBuffer unused;
     ByteBuffer::WalkBufferToGetCountedBytes(countedBytes, countedRemaining, unused);
   }
-  AttributeBytesRawList list;
-  list.ImportAttributeBytesRawListState(walk, length);
+  // Each import below replaces the list only once its signature is checked.
+  const ByteBuffer* storage = source.storage != nullptr ? source.storage->get() : nullptr;
+  if (storage != nullptr && walk >= storage->data() && walk + length <= storage->data() + storage->size()) {
+    m_list.ImportAttributeBytesRawListState(*source.storage, static_cast<std::size_t>(walk - storage->data()), length);
+  } else {
+    m_list.ImportAttributeBytesRawListState(walk, length);
+  }
+  m_list.SetNestedIn(source);
   walk += length;
   left -= length;
   m_kindOfList = kindOfList;
-  m_list.swap(list);
   cursor = walk;
   remaining = left;
 }
@@ -625,8 +651,8 @@ int AttributeBytesListValue::ComparePayload(const AttributeBytesValue& other) co
   if (m_kindOfList != that.m_kindOfList) {
     return m_kindOfList < that.m_kindOfList ? -1 : 1;
   }
-  const ByteBuffer& mine = m_list.GetRecordBytes();
-  const ByteBuffer& theirs = that.m_list.GetRecordBytes();
+  const std::span<const unsigned char> mine = m_list.GetRecordBytes();
+  const std::span<const unsigned char> theirs = that.m_list.GetRecordBytes();
   return AttributeBytesWire::compareBytes(mine.data(), mine.size(), theirs.data(), theirs.size());
 }
 

@@ -154,10 +154,11 @@ class HDU_API AttributeBytesValue {
 };
 
 // Tag 2: one option, named by an id (normally a feature id or a value id).
-// The default value names value id 0 and is not specified.
+// The default value names value id 0 and is not specified (it holds no id of
+// its own until it is given one).
 class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
  public:
-  AttributeBytesOptionValue();
+  AttributeBytesOptionValue() noexcept;
   // Takes ownership of the id (a null pointer throws CPExceptionAutoPtrNull).
   explicit AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> id, bool specified = true);
   explicit AttributeBytesOptionValue(const AttributeBytesId& id, bool specified = true);
@@ -171,7 +172,7 @@ class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
   void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) override;
   using AttributeBytesValue::WalkBufferToSetValue;
 
-  const AttributeBytesId& GetValue() const noexcept { return *m_id; }
+  const AttributeBytesId& GetValue() const noexcept;
   void SetValue(std::unique_ptr<AttributeBytesId> id);
   void SetValue(const AttributeBytesId& id);
   // The id as a feature id or a value id. An id of another class throws
@@ -192,6 +193,8 @@ class HDU_API AttributeBytesOptionValue : public AttributeBytesValue {
 // Tag 3: a signed 32-bit integer.
 class HDU_API AttributeBytesIntegerValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   AttributeBytesIntegerValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesIntegerValue(long value, bool specified = true) noexcept;
   ~AttributeBytesIntegerValue() override;
@@ -242,6 +245,8 @@ class HDU_API AttributeBytesStringValue : public AttributeBytesValue {
 // Tag 5: a boolean.
 class HDU_API AttributeBytesBooleanValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 1;
   AttributeBytesBooleanValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesBooleanValue(bool value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}
@@ -268,6 +273,8 @@ class HDU_API AttributeBytesBooleanValue : public AttributeBytesValue {
 // Tag 6: a range of two signed 32-bit integers.
 class HDU_API AttributeBytesRangeValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesRangeValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesRangeValue(long first, long second, bool specified = true) noexcept;
   ~AttributeBytesRangeValue() override;
@@ -296,6 +303,8 @@ class HDU_API AttributeBytesRangeValue : public AttributeBytesValue {
 // Tag 7: a range of two dimensions.
 class HDU_API AttributeBytesRangeOfDimensionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesRangeOfDimensionValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesRangeOfDimensionValue(const Dimension& first, const Dimension& second, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_first(first), m_second(second) {}
@@ -325,6 +334,8 @@ class HDU_API AttributeBytesRangeOfDimensionValue : public AttributeBytesValue {
 // Tag 8: a dimension.
 class HDU_API AttributeBytesDimensionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 4;
   AttributeBytesDimensionValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesDimensionValue(const Dimension& value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}
@@ -353,6 +364,8 @@ class HDU_API AttributeBytesDimensionValue : public AttributeBytesValue {
 // On the wire the second long comes first (see above).
 class HDU_API AttributeBytesResolutionValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 10;
   AttributeBytesResolutionValue() noexcept : AttributeBytesValue(false) {}
   AttributeBytesResolutionValue(long first, long second, short third, bool specified = true) noexcept;
   ~AttributeBytesResolutionValue() override;
@@ -408,7 +421,8 @@ class HDU_API AttributeBytesDataBlobValue : public AttributeBytesValue {
 
 // Tag 11: a kind-of-list byte (its meaning belongs to the caller) and a raw
 // list of records. Reading checks the embedded list's signature ("ABRL") but
-// not its records, as importing a raw list does.
+// not its records, as importing a raw list does. Copies share the list's
+// bytes (see AttributeBytesRawList).
 class HDU_API AttributeBytesListValue : public AttributeBytesValue {
  public:
   AttributeBytesListValue() noexcept : AttributeBytesValue(false) {}
@@ -425,7 +439,12 @@ class HDU_API AttributeBytesListValue : public AttributeBytesValue {
   using AttributeBytesValue::AttributeBytesDump;
   bool IsList() const noexcept override { return true; }
   void AppendValueState(ByteBuffer& out) const override;
+  // Reads the list's bytes into a list of its own, at nesting level 1.
   void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining) override;
+  // Reads the list as part of `source`'s records: when the bytes lie in the
+  // source's storage the list shares it instead of copying them, and it sits
+  // one nesting level below the source.
+  void WalkBufferToSetValue(const unsigned char*& cursor, unsigned int& remaining, const AttributeBytesSource& source);
   using AttributeBytesValue::WalkBufferToSetValue;
 
   unsigned char GetKindOfList() const noexcept { return m_kindOfList; }
@@ -447,6 +466,8 @@ class HDU_API AttributeBytesListValue : public AttributeBytesValue {
 // Tag 12: a point in time.
 class HDU_API AttributeBytesDateTimeValue : public AttributeBytesValue {
  public:
+  // The payload's size, the same for every value of the class.
+  static constexpr unsigned kFixedPayloadSize = 8;
   AttributeBytesDateTimeValue() noexcept : AttributeBytesValue(false) {}
   explicit AttributeBytesDateTimeValue(const UtcTime& value, bool specified = true) noexcept
       : AttributeBytesValue(specified), m_value(value) {}

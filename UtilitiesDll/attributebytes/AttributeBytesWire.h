@@ -102,6 +102,45 @@ inline unsigned int remainingCountOf(std::size_t size) noexcept {
   return static_cast<unsigned int>(std::min<std::size_t>(size, UINT_MAX));
 }
 
+// ---- reading ----
+// The fixed-width readers of the record format: ByteBuffer's walkers, with
+// the common case (enough bytes) inline. When too few bytes remain they call
+// the walker itself, which throws its own exception and consumes nothing.
+
+inline unsigned char walkByte(const unsigned char*& cursor, unsigned int& remaining) {
+  if (remaining < 1) [[unlikely]] {
+    return ByteBuffer::WalkBufferToGetByte(cursor, remaining);
+  }
+  --remaining;
+  return *cursor++;
+}
+
+inline bool walkBool(const unsigned char*& cursor, unsigned int& remaining) {
+  return walkByte(cursor, remaining) != 0;
+}
+
+inline short walkShort(const unsigned char*& cursor, unsigned int& remaining) {
+  if (remaining < 2) [[unlikely]] {
+    return ByteBuffer::WalkBufferToGetShort(cursor, remaining);
+  }
+  const auto value = static_cast<std::int16_t>(cursor[0] | (cursor[1] << 8));
+  cursor += 2;
+  remaining -= 2;
+  return value;
+}
+
+inline long walkLong(const unsigned char*& cursor, unsigned int& remaining) {
+  if (remaining < 4) [[unlikely]] {
+    return ByteBuffer::WalkBufferToGetLong(cursor, remaining);
+  }
+  const auto value = static_cast<std::int32_t>(
+      static_cast<std::uint32_t>(cursor[0]) | (static_cast<std::uint32_t>(cursor[1]) << 8) |
+      (static_cast<std::uint32_t>(cursor[2]) << 16) | (static_cast<std::uint32_t>(cursor[3]) << 24));
+  cursor += 4;
+  remaining -= 4;
+  return value;
+}
+
 // Three-way comparison of byte runs: byte by byte, a shorter prefix first.
 inline int compareBytes(const unsigned char* a, std::size_t aLength, const unsigned char* b,
                         std::size_t bLength) noexcept {

@@ -6,13 +6,14 @@
 #include "LowLevelFacilities/Formatter.h"
 #include "attributebytes/AttributeBytes.h"
 #include "attributebytes/AttributeBytesIndexedList.h"
+#include "attributebytes/AttributeBytesReader.h"
 #include "attributebytes/AttributeBytesValue.h"
 #include "attributebytes/AttributeBytesWire.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
-#include <zlib.h>
-
 #include <algorithm>
+#include <new>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -38,53 +39,10 @@ void writeLittleEndian32(unsigned char* bytes, std::uint32_t value) noexcept {
   }
 }
 
-// RFC 1950: compression method 8 (deflate), a window of at most 32K
-// (CINFO <= 7), header check bits that make CMF * 256 + FLG a multiple of
-// 31, and no preset dictionary (a dictionary is never used here).
-bool beginsWithZlibStreamHeader(const unsigned char* data, std::size_t size) noexcept {
-  if (size < 2) {
-    return false;
-  }
-  const unsigned cmf = data[0];
-  const unsigned flg = data[1];
-  return (cmf & 0x0Fu) == 8 && (cmf >> 4) <= 7 && ((cmf << 8) | flg) % 31 == 0 && (flg & 0x20u) == 0;
-}
-
 // A namespaces object that carries nothing: no namespaces and version
 // 0.0.0.0. Its persisted state is header plus footer only.
 bool isEmptyNameSpaces(const AttributeBytesNameSpaces& nameSpaces) noexcept {
   return nameSpaces.GetNameSpaceCount() == 0 && nameSpaces.GetDriverVersion() == DriverVersion();
-}
-
-// The whole output size of a zlib stream. False when the stream is damaged
-// or ends early (it is then not a size question).
-bool measureCompleteZlibStream(const unsigned char* data, std::size_t size, unsigned long long& total) {
-  z_stream stream{};
-  stream.next_in = const_cast<Bytef*>(data);  // zlib's interface is not const-correct
-  stream.avail_in = static_cast<uInt>(size);
-  if (inflateInit(&stream) != Z_OK) {
-    return false;
-  }
-  unsigned char scratch[16 * 1024];
-  total = 0;
-  bool complete = false;
-  for (;;) {
-    stream.next_out = scratch;
-    stream.avail_out = sizeof(scratch);
-    const int result = inflate(&stream, Z_NO_FLUSH);
-    total += sizeof(scratch) - stream.avail_out;
-    if (result == Z_STREAM_END) {
-      complete = true;
-      break;
-    }
-    if ((result != Z_OK && result != Z_BUF_ERROR) || stream.avail_out != 0) {
-      // A failure, or room left over without the end marker: the input is
-      // used up before the stream ends.
-      break;
-    }
-  }
-  inflateEnd(&stream);
-  return complete;
 }
 
 // Shows the well-known namespace names beside the caller's own texts.
@@ -125,43 +83,49 @@ void requireNameSpaceList(const AttributeBytes& record, const char* function) {
   }
 }
 
-// One list still to be walked by checkEveryRecord, with the record that owns
-// it (kept alive while the list is walked).
+// One list still to be walked by checkEveryRecord (it shares the state's
+// bytes, so holding it costs no copy).
 struct PendingList {
-  AttributeBytesSharedPtr owner;
-  const AttributeBytesRawList* list;
+  AttributeBytesRawList list;
   unsigned depth;  // 1 for a namespace's own list
 };
 
+[[noreturn]] void throwNestedTooDeep() {
+  HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
+            HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
+            "The namespaces state holds list values nested deeper than %u levels.",
+            static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth));
+}
+
 // Parses every record of every namespace, lists nested in list values
-// included. The walk keeps a work list instead of recursing, so that deeply
-// nested lists cannot exhaust the stack, and a list is finished before the
-// lists inside it are walked, so that only the pending lists are held.
-// Each nested list is parsed from its own copy of the bytes, so the work
-// grows with the size times the depth: lists nested deeper than
-// PersistentAttributes::kMaximumCheckedListDepth fail the check.
+// included. The records are read without being kept
+// (AttributeBytesReader::CheckNextAttributeBytes: records of fixed layout are
+// checked for their length, the others built on the stack and dropped). The walk keeps a work list instead of
+// recursing, so that deeply nested lists cannot exhaust the stack, and a
+// list is finished before the lists inside it are walked, so that only the
+// pending lists are held (they share the state's bytes). Lists nested deeper
+// than PersistentAttributes::kMaximumCheckedListDepth fail the check before
+// their records are read.
 void checkEveryRecord(const AttributeBytesNameSpaces& nameSpaces) {
   std::vector<PendingList> pending;
   const AttributeBytesIndexedList& top = nameSpaces.GetNameSpacesIndexedList();
   AttributeBytesIndexedListIterator topIterator = top.GetIndexedListIterator();
   while (AttributeBytesSharedPtr record = top.GetNextAttributeBytesFromIndexedListIterator(topIterator)) {
     requireNameSpaceList(*record, "PersistentAttributes::ImportPersistentAttributesState");
-    pending.push_back({record, &record->GetAttributeBytesValue().GetListValue().GetValue(), 1});
+    pending.push_back({record->GetAttributeBytesValue().GetListValue().GetValue(), 1});
   }
+  AttributeBytesRawList nested;
   while (!pending.empty()) {
     const PendingList current = std::move(pending.back());
     pending.pop_back();
-    AttributeBytesRawListIterator iterator = current.list->GetRawListIterator();
-    while (AttributeBytesSharedPtr record = current.list->GetNextAttributeBytesFromRawListIterator(iterator)) {
-      const AttributeBytesValue& value = record->GetAttributeBytesValue();
-      if (value.IsList()) {
+    AttributeBytesReader reader(current.list);
+    bool isList = false;
+    while (reader.CheckNextAttributeBytes(nested, isList)) {
+      if (isList) {
         if (current.depth >= PersistentAttributes::kMaximumCheckedListDepth) {
-          HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
-                    HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
-                    "The namespaces state holds list values nested deeper than %u levels.",
-                    static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth));
+          throwNestedTooDeep();
         }
-        pending.push_back({record, &value.GetListValue().GetValue(), current.depth + 1});
+        pending.push_back({std::move(nested), current.depth + 1});
       }
     }
   }
@@ -247,7 +211,8 @@ PersistentAttributes::PersistentAttributes() {
 }
 
 PersistentAttributes::PersistentAttributes(const ByteBuffer& state, bool throwOnFailure,
-                                           DriverVersion* driverVersionOut) {
+                                           DriverVersion* driverVersionOut, unsigned long maximumOriginalSize)
+    : m_maximumOriginalSize(maximumOriginalSize) {
   DoDefaultConstruction();
   DriverVersion version;
   ImportPersistentAttributesState(state, version, throwOnFailure, false);
@@ -276,6 +241,7 @@ PersistentAttributes::~PersistentAttributes() = default;
 void PersistentAttributes::swap(PersistentAttributes& other) noexcept {
   std::swap(m_header, other.m_header);
   m_nameSpaces.swap(other.m_nameSpaces);
+  std::swap(m_maximumOriginalSize, other.m_maximumOriginalSize);
 }
 
 void PersistentAttributes::DoDefaultConstruction() noexcept {
@@ -370,7 +336,20 @@ void PersistentAttributes::CreateStateDataFromComponents(ByteBuffer& out) const 
 bool PersistentAttributes::ImportPersistentAttributesState(const ByteBuffer& state, DriverVersion& driverVersionOut,
                                                            bool throwOnFailure, bool checkEveryRecord) {
   if (throwOnFailure) {
-    ImportOrThrow(state, driverVersionOut, checkEveryRecord);
+    // The standard library's memory failures become the library's own.
+    try {
+      ImportOrThrow(state, driverVersionOut, checkEveryRecord);
+    } catch (const std::bad_alloc&) {
+      HDU_THROW(CPExceptionOutOfMemory,
+                HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
+                "Not enough memory to import a persisted attributes state of %lu bytes.",
+                static_cast<unsigned long long>(state.size()));
+    } catch (const std::length_error&) {
+      HDU_THROW(CPExceptionOutOfMemory,
+                HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ImportPersistentAttributesState"),
+                "A persisted attributes state of %lu bytes needs a buffer larger than this platform can hold.",
+                static_cast<unsigned long long>(state.size()));
+    }
     return true;
   }
   try {
@@ -396,12 +375,15 @@ void PersistentAttributes::ImportOrThrow(const ByteBuffer& state, DriverVersion&
 
   ByteBuffer nameSpacesState;
   GetComponentsFromCompressedDataBuffer(current.data() + PersistentAttributesHeaderType::kHeaderSize,
-                                        current.size() - PersistentAttributesHeaderType::kHeaderSize, nameSpacesState);
+                                        current.size() - PersistentAttributesHeaderType::kHeaderSize, nameSpacesState,
+                                        m_maximumOriginalSize);
 
   AttributeBytesNameSpaces nameSpaces;
   DriverVersion version;  // an empty state is the default namespaces, version 0.0.0.0
   if (!nameSpacesState.empty()) {
-    version = nameSpaces.ImportAttributeBytesNameSpacesState(nameSpacesState);
+    // The namespaces' lists share the decompressed bytes; every list read
+    // from them is held to the same nesting limit as the checked import.
+    version = nameSpaces.ImportAttributeBytesNameSpacesState(std::move(nameSpacesState), kMaximumCheckedListDepth);
   }
   if (checkEveryRecordRequested) {
     checkEveryRecord(nameSpaces);
@@ -429,7 +411,7 @@ bool PersistentAttributes::UpgradeOldStateDataVersionIfNecessary(const ByteBuffe
   }
   // No header: a zlib stream with its footer. A current header begins with
   // 10 00, which is never a zlib stream header (compression method 0).
-  if (beginsWithZlibStreamHeader(state.data(), size)) {
+  if (ZlibCompressedBuffer::BeginsWithZlibStreamHeader(state.data(), size)) {
     long originalSize = 0;
     int parameter = kCompressionLevel;
     CompressionFormatEnum format = CFE_ZLIB;
@@ -471,7 +453,8 @@ PersistentAttributesHeaderType PersistentAttributes::GetMajorComponentsFromState
 }
 
 void PersistentAttributes::GetComponentsFromCompressedDataBuffer(const unsigned char* compressedPart, std::size_t size,
-                                                                 ByteBuffer& nameSpacesState) {
+                                                                 ByteBuffer& nameSpacesState,
+                                                                 unsigned long maximumOriginalSize) {
   // The footer reader looks only at the last 13 bytes (and at the length,
   // to choose the layout), so it is given those instead of a copy of the
   // whole part. Should no footer be found it is asked again with the whole
@@ -488,38 +471,29 @@ void PersistentAttributes::GetComponentsFromCompressedDataBuffer(const unsigned 
   }
 
   const std::size_t compressedSize = size - footerSize;
-  ValidateCompressedData(compressedPart, compressedSize, originalSize, parameter, static_cast<int>(format), footerSize);
-
-  ByteBuffer result;
-  try {
-    ZlibCompressedBuffer::UncompressData(compressedPart, static_cast<unsigned long>(compressedSize), originalSize,
-                                         result);
-  } catch (const CPExceptionCompression&) {
-    // A complete stream of another size is a size question, answered here;
-    // damaged data keeps the decompressor's own exception.
-    unsigned long long actualSize = 0;
-    if (!measureCompleteZlibStream(compressedPart, compressedSize, actualSize) ||
-        actualSize == static_cast<unsigned long long>(originalSize)) {
-      throw;
-    }
+  ValidateCompressedData(compressedPart, compressedSize, originalSize, parameter, static_cast<int>(format), footerSize,
+                         maximumOriginalSize);
+  if (compressedSize == 0) {
+    nameSpacesState.clear();  // an empty state (validated: original size 0)
+    return;
+  }
+  // Damaged zlib data keeps the decompressor's own exception; a stream of
+  // another size is answered here.
+  const ZlibCompressedBuffer::InflationResult result = ZlibCompressedBuffer::InflateClaimedSize(
+      compressedPart, static_cast<unsigned long>(compressedSize), originalSize, nameSpacesState);
+  if (!result.sizeMatches) {
     HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
               HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::GetComponentsFromCompressedDataBuffer"),
-              "Size of decompressed data (%ld) doesn't match the expected original size (%ld).", actualSize,
+              "Size of decompressed data (%s) doesn't match the expected original size (%ld).",
+              result.sizeIsLowerBound ? InternalHaldenCP::formatToStdString("at least %lu", result.size)
+                                      : std::to_string(result.size),
               static_cast<long long>(originalSize));
   }
-  if (result.size() != static_cast<std::size_t>(originalSize)) {
-    // The decompressor holds exactly the original size; kept as a guard.
-    HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat,
-              HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::GetComponentsFromCompressedDataBuffer"),
-              "Size of decompressed data (%ld) doesn't match the expected original size (%ld).",
-              static_cast<unsigned long long>(result.size()), static_cast<long long>(originalSize));
-  }
-  nameSpacesState.swap(result);
 }
 
 void PersistentAttributes::ValidateCompressedData(const unsigned char* compressedData, std::size_t compressedSize,
-                                                  long originalSize, int parameter, int format,
-                                                  unsigned int footerSize) {
+                                                  long originalSize, int parameter, int format, unsigned int footerSize,
+                                                  unsigned long maximumOriginalSize) {
 #define HDU_VALIDATION_FAILED(...)                             \
   HDU_THROW(CPExceptionMissingOrBadPersistentAttributesFormat, \
             HDU_DEBUG_CONTEXT_IN(kSourceFile, "PersistentAttributes::ValidateCompressedData"), __VA_ARGS__)
@@ -537,6 +511,12 @@ void PersistentAttributes::ValidateCompressedData(const unsigned char* compresse
   if (originalSize < 0) {
     HDU_VALIDATION_FAILED("The original size in the footer (%ld) is negative.", static_cast<long long>(originalSize));
   }
+  if (static_cast<unsigned long long>(originalSize) > maximumOriginalSize) {
+    HDU_VALIDATION_FAILED(
+        "The original size in the footer (%ld) is above the maximum original size accepted (%lu "
+        "bytes).",
+        static_cast<long long>(originalSize), static_cast<unsigned long long>(maximumOriginalSize));
+  }
   if (originalSize == 0 && compressedSize != 0) {
     HDU_VALIDATION_FAILED("The original size in the footer is 0, but %lu bytes of compressed data precede the footer.",
                           static_cast<unsigned long long>(compressedSize));
@@ -553,7 +533,7 @@ void PersistentAttributes::ValidateCompressedData(const unsigned char* compresse
         "out).",
         static_cast<long long>(originalSize), static_cast<unsigned long long>(compressedSize), mostOut);
   }
-  if (compressedSize != 0 && !beginsWithZlibStreamHeader(compressedData, compressedSize)) {
+  if (compressedSize != 0 && !ZlibCompressedBuffer::BeginsWithZlibStreamHeader(compressedData, compressedSize)) {
     const std::string firstBytes =
         compressedSize >= 2 ? InternalHaldenCP::formatToStdString("%02X %02X", compressedData[0], compressedData[1])
                             : InternalHaldenCP::formatToStdString("%02X", compressedData[0]);

@@ -42,12 +42,18 @@
 //     CompressedBuffer::GetFooterInfo (a missing footer throws
 //     CPExceptionMissingOrBadCompressedBufferFooter); ValidateCompressedData
 //     checks what the footer says against the compressed bytes (below);
-//     the bytes are decompressed through ZlibCompressedBuffer (damaged zlib
-//     data throws CPExceptionCompression); a complete zlib stream whose size
-//     differs from the footer's original size throws
+//     the bytes are decompressed through ZlibCompressedBuffer::
+//     InflateClaimedSize (damaged zlib data throws CPExceptionCompression); a
+//     zlib stream whose size differs from the footer's original size throws
 //     CPExceptionMissingOrBadPersistentAttributesFormat ("Size of
 //     decompressed data (%ld) doesn't match the expected original size
-//     (%ld)."). Bytes between the end of the zlib stream and the footer
+//     (%ld)."). Inflation stops soon after the output passes the original
+//     size (as many bytes again, at least ZlibCompressedBuffer::
+//     kMinimumSizeCountingAllowance), so a small stream that inflates to
+//     gigabytes costs no more than twice its claim;
+//     when it stops before the stream's end the true size is not known, and
+//     the message says "at least N" in place of the first number, N being
+//     the bytes seen. Bytes between the end of the zlib stream and the footer
 //     are ignored, as zlib's one-call decompression ignores them; this
 //     class never writes any.
 //  4. ValidateCompressedData (called from step 3 before anything is
@@ -56,7 +62,8 @@
 //       - the footer's format is 1 (zlib);
 //       - its level is a zlib level, -1 to 9 (the 8-byte "COMP" footer
 //         records none and passes);
-//       - the original size is not negative;
+//       - the original size is not negative, and not above the object's
+//         maximum original size (below);
 //       - an original size of 0 comes with no compressed bytes, and any
 //         other original size with some (this class writes nothing for an
 //         empty state, and the stream of anything else is never empty);
@@ -86,6 +93,24 @@
 // size or another format version (a newer one included) is refused. A state
 // with no header whose data is empty (the footer alone) is not recognised.
 //
+// The maximum original size. The footer's original size is what the import
+// allocates, and the state comes from places a user controls (a registry
+// hive, a print ticket, a file), so a state may not claim more than the
+// object's maximum: 64 MiB (CompressedBuffer::kDefaultMaximumOriginalSize)
+// unless the caller sets another (SetMaximumOriginalSize, or the importing
+// constructor's last argument). Real settings are a few kilobytes. A larger
+// claim fails step 4 ("The original size in the footer (%ld) is above the
+// maximum original size accepted (%lu bytes).") before anything is
+// allocated or inflated. The maximum is a setting of the object: imports
+// keep it, copies and swaps take it along.
+//
+// Memory. An import holds the persisted state it is given, the decompressed
+// namespaces state once, and the parsed namespace records: the namespaces'
+// lists, and every list nested in their records, share the decompressed
+// bytes instead of copying them. Checking every record adds at most one
+// record's own copy (a data blob) at a time. With `throwOnFailure`, running out of memory (std::bad_alloc, or a size
+// the platform's buffers cannot hold, std::length_error) is thrown as CPExceptionOutOfMemory.
+//
 // The flags:
 //  - `throwOnFailure` (ImportPersistentAttributesState's first flag, and the
 //    importing constructor's flag): true lets a failure's exception
@@ -106,6 +131,12 @@
 //    False takes the
 //    records on trust as the raw lists do, and a damaged one fails later,
 //    when it is read. The importing constructor does not check every record.
+//    The nesting limit holds on every import path all the same: the lists an
+//    import yields carry it (AttributeBytesRawList's maximum nesting level,
+//    32), so that after a trusting import reading the records of a list
+//    nested deeper than 32 levels throws
+//    CPExceptionMissingOrBadAttributeBytesFormat, as reading a damaged
+//    record throws; no reader can be led deeper.
 //
 // What is written. A namespaces state holds namespaces: every top-level
 // record is an "ABIDE_NAMESPACE" id with a list value. The indexed list
@@ -129,6 +160,7 @@
 //
 // Source module for failures: UtilitiesDll\attributebytes\PersistentAttributes.
 
+#include "Compression/CompressedBuffer.h"
 #include "DebuggingAndExceptions/DumpArgs.h"
 #include "General/ByteBuffer.h"
 #include "General/DriverVersion.h"
@@ -217,7 +249,9 @@ class HDU_API PersistentAttributes {
   // `driverVersionOut` when it is not null. With `throwOnFailure` false a
   // failure is reported, the object stays default and the version reported
   // is 0.0.0.0.
-  PersistentAttributes(const ByteBuffer& state, bool throwOnFailure, DriverVersion* driverVersionOut);
+  // `maximumOriginalSize` becomes the object's maximum (see above).
+  PersistentAttributes(const ByteBuffer& state, bool throwOnFailure, DriverVersion* driverVersionOut,
+                       unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
   // A current header and a copy of the namespaces.
   explicit PersistentAttributes(const AttributeBytesNameSpaces& nameSpaces);
   PersistentAttributes(const PersistentAttributes& other);
@@ -250,6 +284,12 @@ class HDU_API PersistentAttributes {
   }
   // The header of the state this object was read from (see above).
   const PersistentAttributesHeaderType& GetHeader() const noexcept { return m_header; }
+
+  // ---- the ceiling on a state's claimed original size (see above) ----
+  unsigned long GetMaximumOriginalSize() const noexcept { return m_maximumOriginalSize; }
+  void SetMaximumOriginalSize(unsigned long maximumOriginalSize) noexcept {
+    m_maximumOriginalSize = maximumOriginalSize;
+  }
 
   // ---- persisted state ----
   // CreateStateDataFromComponents: header, compressed namespaces state,
@@ -314,12 +354,14 @@ class HDU_API PersistentAttributes {
   // Step 3 (with step 4). `compressedPart` points at `size` bytes: the
   // compressed data with its footer. Replaces `nameSpacesState` with the
   // decompressed namespaces state (empty for an empty state).
-  static void GetComponentsFromCompressedDataBuffer(const unsigned char* compressedPart, std::size_t size,
-                                                    ByteBuffer& nameSpacesState);
+  static void GetComponentsFromCompressedDataBuffer(
+      const unsigned char* compressedPart, std::size_t size, ByteBuffer& nameSpacesState,
+      unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
   // Step 4: `compressedSize` compressed bytes at `compressedData` (the
   // footer excluded), and what the footer says about them.
   static void ValidateCompressedData(const unsigned char* compressedData, std::size_t compressedSize, long originalSize,
-                                     int parameter, int format, unsigned int footerSize);
+                                     int parameter, int format, unsigned int footerSize,
+                                     unsigned long maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize);
 
  private:
   void DoDefaultConstruction() noexcept;
@@ -328,4 +370,5 @@ class HDU_API PersistentAttributes {
 
   PersistentAttributesHeaderType m_header;
   AttributeBytesNameSpaces m_nameSpaces;
+  unsigned long m_maximumOriginalSize = CompressedBuffer::kDefaultMaximumOriginalSize;
 };
