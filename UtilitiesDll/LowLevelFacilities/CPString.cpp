@@ -266,8 +266,8 @@ CPString CPString::getLogInternals() const {
 }
 
 void CPString::logInternals(signed char verbosityLevel) const {
-  // Until the logging facility takes these lines (at `verbosityLevel`), they
-  // go to the debugger channel.
+  // The line goes to the debugger channel whatever the level; the logging
+  // facility is not asked.
   (void)verbosityLevel;
   std::string line = getLogInternals().m_string;
   line.push_back('\n');

@@ -1,7 +1,8 @@
 #pragma once
 // IPlatformUtilities: the platform services handed to the exception,
-// assertion and error-display facilities (and later to logging and the runtime
-// configuration). The driver's implementation is MeridianPlatformUtilities.
+// assertion and error-display facilities, the logging facility and the
+// runtime configuration. The driver's implementation is
+// MeridianPlatformUtilities.
 //
 // Virtual operations in slot order: the destructor, then the three below.
 
