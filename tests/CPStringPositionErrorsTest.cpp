@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 
 namespace {
@@ -33,9 +34,10 @@ Thrown thrownAs(F&& f) {
 }
 
 // "a", "é" (2 bytes), "€" (3 bytes), "b": 4 code points, 7 bytes.
-const std::string kText =
+const char* const kText =
     "a\xC3\xA9\xE2\x82\xAC"
     "b";
+const std::size_t kTextBytes = 7;
 
 std::string codePointMessage(unsigned position) {
   return "invalid string position, " + std::to_string(position) + "! There are 4 code points in this string: " + kText;
@@ -79,7 +81,8 @@ TEST(CPStringPositionErrors, EachPartNamesItsMemberAndLeavesTheStringAsItWas) {
   // A raw-byte index inside the sequence of "é".
   const Thrown inside =
       thrownAs<utf8::CPExceptionInvalidUtf8>([&] { (void)text.codePointIteratorFromStdStringIndex(2); });
-  EXPECT_EQ(inside.message, "The byte index 2 is inside a UTF-8 sequence, not at the start of a code point: " + kText);
+  EXPECT_EQ(inside.message,
+            std::string("The byte index 2 is inside a UTF-8 sequence, not at the start of a code point: ") + kText);
   EXPECT_EQ(inside.function, "CPString::codePointIteratorFromStdStringIndex");
   EXPECT_EQ(inside.code, 1002);
 
@@ -89,7 +92,7 @@ TEST(CPStringPositionErrors, EachPartNamesItsMemberAndLeavesTheStringAsItWas) {
       thrownAs<CPExceptionIteratorOutOfBounds>([&] { (void)text.codePointIndexFromByteIterator(other.beginBytes()); });
   EXPECT_EQ(foreign.message.rfind("The byte iterator 0x", 0), 0u) << foreign.message;
   EXPECT_NE(foreign.message.find(" does not point into this string (0x"), std::string::npos) << foreign.message;
-  EXPECT_EQ(foreign.message.substr(foreign.message.size() - kText.size() - 3), "): " + kText);
+  EXPECT_EQ(foreign.message.substr(foreign.message.size() - kTextBytes - 3), std::string("): ") + kText);
   EXPECT_EQ(foreign.function, "CPString::codePointIndexFromByteIterator");
   EXPECT_EQ(foreign.code, 28);
 
