@@ -490,15 +490,21 @@ bool RegistryKey::EnumStringValues(std::vector<CXString>& values) const {
   return complete;
 }
 
-int RegistryKey::GetCountOfSubKeys() const {
-  if (m_hKey == nullptr) {
+namespace {
+
+// Counts by enumerating names into a buffer of kEnumerationNameCharacters
+// until the enumeration stops; `enumerate` is RegEnumKeyExW or RegEnumValueW,
+// which take the same arguments up to the name's length.
+template <class Enumerate>
+int countByEnumerating(HKEY key, Enumerate enumerate) {
+  if (key == nullptr) {
     return 0;
   }
-  wchar_t buffer[kEnumerationNameCharacters];
+  wchar_t buffer[RegistryKey::kEnumerationNameCharacters];
   int count = 0;
   for (;;) {
-    DWORD length = kEnumerationNameCharacters;
-    if (::RegEnumKeyExW(m_hKey, static_cast<DWORD>(count), buffer, &length, nullptr, nullptr, nullptr, nullptr) !=
+    DWORD length = RegistryKey::kEnumerationNameCharacters;
+    if (enumerate(key, static_cast<DWORD>(count), buffer, &length, nullptr, nullptr, nullptr, nullptr) !=
         ERROR_SUCCESS) {
       return count;
     }
@@ -506,20 +512,14 @@ int RegistryKey::GetCountOfSubKeys() const {
   }
 }
 
+}  // namespace
+
+int RegistryKey::GetCountOfSubKeys() const {
+  return countByEnumerating(m_hKey, ::RegEnumKeyExW);
+}
+
 int RegistryKey::GetCountOfValues() const {
-  if (m_hKey == nullptr) {
-    return 0;
-  }
-  wchar_t buffer[kEnumerationNameCharacters];
-  int count = 0;
-  for (;;) {
-    DWORD length = kEnumerationNameCharacters;
-    if (::RegEnumValueW(m_hKey, static_cast<DWORD>(count), buffer, &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS) {
-      return count;
-    }
-    ++count;
-  }
+  return countByEnumerating(m_hKey, ::RegEnumValueW);
 }
 
 bool RegistryKey::AnySubKeysExist() const {

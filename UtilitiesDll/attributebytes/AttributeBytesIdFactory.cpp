@@ -1,6 +1,7 @@
 #include "attributebytes/AttributeBytesIdFactory.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "attributebytes/AttributeBytesWire.h"
 
 #include <new>
 #include <type_traits>
@@ -62,16 +63,6 @@ static_assert(sizeof(AttributeBytesFeatureId) <= AttributeBytesIdFactory::kLarge
                   sizeof(AttributeBytesNameSpacesId) <= AttributeBytesIdFactory::kLargestIdSize,
               "an id class outgrew kLargestIdSize");
 
-// The class's fixed payload size, 0 for a payload whose size varies.
-template <class T>
-constexpr unsigned fixedPayloadSizeOf() noexcept {
-  if constexpr (requires { T::kFixedPayloadSize; }) {
-    return T::kFixedPayloadSize;
-  } else {
-    return 0;
-  }
-}
-
 }  // namespace
 
 std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesId(AttributeBytesIdEnum type) {
@@ -91,6 +82,6 @@ AttributeBytesId* AttributeBytesIdFactory::CreateAttributeBytesIdAt(AttributeByt
 
 unsigned AttributeBytesIdFactory::GetFixedPayloadSize(AttributeBytesIdEnum type) noexcept {
   return withIdClass(
-      type, [](auto typeClass) { return fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
+      type, [](auto typeClass) { return AttributeBytesWire::fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
       [](AttributeBytesIdEnum) { return 0U; });
 }

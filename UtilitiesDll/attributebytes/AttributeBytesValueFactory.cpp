@@ -1,6 +1,7 @@
 #include "attributebytes/AttributeBytesValueFactory.h"
 
 #include "DebuggingAndExceptions/CPException.h"
+#include "attributebytes/AttributeBytesWire.h"
 #include "attributebytes/IAttributeBytesDebugDisplayHelper.h"
 
 #include <algorithm>
@@ -70,16 +71,6 @@ constexpr std::size_t kLargestValueSize = std::max(
 static_assert(kLargestValueSize <= AttributeBytesValueFactory::kLargestValueSizeBound,
               "a value class outgrew kLargestValueSizeBound");
 
-// The class's fixed payload size, 0 for a payload whose size varies.
-template <class T>
-constexpr unsigned fixedPayloadSizeOf() noexcept {
-  if constexpr (requires { T::kFixedPayloadSize; }) {
-    return T::kFixedPayloadSize;
-  } else {
-    return 0;
-  }
-}
-
 }  // namespace
 
 std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttributeBytesValue(
@@ -107,6 +98,6 @@ AttributeBytesValue* AttributeBytesValueFactory::CreateAttributeBytesValueAt(Att
 
 unsigned AttributeBytesValueFactory::GetFixedPayloadSize(AttributeBytesValueEnum type) noexcept {
   return withValueClass(
-      type, [](auto typeClass) { return fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
+      type, [](auto typeClass) { return AttributeBytesWire::fixedPayloadSizeOf<typename decltype(typeClass)::type>(); },
       [](AttributeBytesValueEnum) { return 0U; });
 }

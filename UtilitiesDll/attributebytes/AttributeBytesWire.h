@@ -25,6 +25,17 @@ enum : std::uint32_t {
   kNameSpacesSignature = 0x534E4241u,   // "ABNS"
 };
 
+// An id or value class's fixed payload size (its kFixedPayloadSize), 0 for a
+// payload whose size varies.
+template <class T>
+constexpr unsigned fixedPayloadSizeOf() noexcept {
+  if constexpr (requires { T::kFixedPayloadSize; }) {
+    return T::kFixedPayloadSize;
+  } else {
+    return 0;
+  }
+}
+
 inline void appendByte(ByteBuffer& out, unsigned char value) {
   out.push_back(value);
 }
