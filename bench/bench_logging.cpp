@@ -8,6 +8,9 @@
 //                           file and line) into a file, written on the calling
 //                           thread, against basic_file_sink_st with the pattern
 //                           "%Y-%m-%d %H:%M:%S.%e %P %t [%l] %s(%#) %v"
+//   file_in_contexts        the same message logged while three execution
+//                           contexts are in force (their categories are read
+//                           in the complete check), against the same spdlog sink
 //   background_1_producer   8,192 messages from one thread through the
 //                           background thread into a file, until the last is
 //                           written, against spdlog's async logger (queue of
@@ -20,6 +23,8 @@
 
 #include "BenchSupport.h"
 
+#include "DebuggingAndExceptions/ConstraintExecutionContextStack.h"
+#include "DebuggingAndExceptions/ExecutionContextStack.h"
 #include "LowLevelFacilities/LoggingFacility.h"
 #include "LowLevelFacilities/LowLevelFacilitiesGlobals.h"
 
@@ -31,6 +36,7 @@
 
 #include <unistd.h>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -139,6 +145,30 @@ void fileUnthreadedSpdlog(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(fileUnthreadedSpdlog)->Name("file_unthreaded/spdlog_basic_file_sink_st");
+BENCHMARK(fileUnthreadedSpdlog)->Name("file_in_contexts/spdlog_basic_file_sink_st");
+
+// The same message logged while three execution contexts (two general, one
+// constraint) are in force: their categories join the message's in the
+// complete check, and the destination admits them.
+void fileInContextsOurs(benchmark::State& state) {
+  useConfiguration(fileConfiguration("in_contexts", false));
+  ExecutionContextLifetime outer(
+      MakeBasicExecutionContext(ECIE_UI_DIALOG, static_cast<std::uint64_t>(XC_HANDLERS), CPString("dialog")));
+  ExecutionContextLifetime inner(MakeBasicExecutionContext(
+      ECIE_IMPORT_FROM_PRINT_TICKET, static_cast<std::uint64_t>(XC_PRINTTICKET), CPString("import")));
+  ConstraintExecutionContextLifetime constraint(MakeBasicConstraintExecutionContext(
+      CECIE_ADD_DI_COMMON_CONSTRAINTS, static_cast<std::uint64_t>(XC_CONSTRAINT), CPString("constraints")));
+  int record = 0;
+  const hdbench::AllocationCounter counter;
+  for (auto _ : state) {
+    ++record;
+    hdbench::opaque(record);
+    HDU_LOG(2, XC_TRACE, "processed record %d of %d", record, 100000);
+  }
+  reportAllocations(state, counter, static_cast<double>(state.iterations()));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(fileInContextsOurs)->Name("file_in_contexts/ours");
 
 // ---- through the background thread ----------------------------------------------------
 

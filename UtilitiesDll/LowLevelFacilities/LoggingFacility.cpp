@@ -1,8 +1,11 @@
 #include "LowLevelFacilities/LoggingFacility.h"
 
+#include "DebuggingAndExceptions/ConstraintExecutionContextStack.h"
 #include "DebuggingAndExceptions/DebugUtilities.h"
+#include "DebuggingAndExceptions/ExecutionContextStack.h"
 #include "LowLevelFacilities/LoggingPlatform.h"
 #include "LowLevelFacilities/PlatformFacilities.h"
+#include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 
 #include <chrono>
 #include <cstring>
@@ -130,9 +133,26 @@ bool LoggingFacility::isInitializedAndEnabledAndMessageContextAllowed_Categories
 }
 
 unsigned long long LoggingFacility::getCompleteCategoriesForThisThread(unsigned long long messageCategories) noexcept {
-  // The categories of the thread's current execution context join here once
-  // execution contexts exist.
-  return messageCategories;
+  // The thread's own stacks, as they are: nothing is made for a thread that
+  // has none (and nothing once the unload clean-up has begun).
+  const UtilitiesDllPerThreadStorage* storage =
+      UtilitiesDllPerThreadStorage::TryGetUtilitiesDllPerThreadStorageObject();
+  if (storage == nullptr) {
+    return messageCategories;
+  }
+  unsigned long long contextCategories = 0;
+  if (const ExecutionContextStack* stack = storage->PeekExecutionContextStack()) {
+    for (const ExecutionContextSharedPtr& context : stack->GetContexts()) {
+      contextCategories |= context->GetDebugLoggingCategoriesToFilterOn();
+    }
+  }
+  if (const ConstraintExecutionContextStack* stack = storage->PeekConstraintExecutionContextStack()) {
+    for (const ConstraintExecutionContextSharedPtr& context : stack->GetContexts()) {
+      contextCategories |= context->GetDebugLoggingCategoriesToFilterOn();
+    }
+  }
+  // Whether a message is an error is the call's own business.
+  return messageCategories | (contextCategories & ~static_cast<unsigned long long>(XC_ERR));
 }
 
 // ---- adding messages ---------------------------------------------------------------------------

@@ -25,10 +25,31 @@
 //     accepts it. The call-site check uses the categories as given at the
 //     call ("possibly incomplete"); addLogMessage then completes them and
 //     each destination checks again with the complete mask before writing.
-//     Today the complete mask is the call's own; the categories of the
-//     thread's current execution context (ExecutionContextBase's
-//     GetDebugLoggingCategoriesToFilterOn) are to be joined in
-//     getCompleteCategoriesForThisThread() when execution contexts exist.
+//
+// Complete categories (getCompleteCategoriesForThisThread). While an
+// execution context is in force on a thread, that is from its lifetime's
+// construction to its destruction, whatever is pushed above it meanwhile,
+// logging from the thread filters on the context's categories
+// (GetDebugLoggingCategoriesToFilterOn) as well as the message's own. The
+// complete mask is the union of the message's own categories and those of
+// every context on the thread's two stacks, general and constraint, outer
+// and inner alike, with one exception: a context's XC_ERR bit is left out,
+// because whether a message is an error is the call's own business. So:
+//  - a destination with require-only-subset-of-categories that admits a
+//    context's category receives everything logged while that context is in
+//    force, and nothing for that reason outside it;
+//  - a destination that excludes a context's category receives nothing that
+//    is logged while the context is in force, except errors;
+//  - contexts on other threads take no part; a message queued for the
+//    background thread carries the categories completed on the thread that
+//    logged it.
+// The complete mask only ever adds bits to the call's own, and never XC_ERR,
+// so a message that the complete check admits has passed the call-site
+// check as well: the early check never refuses what the complete check
+// would admit. Reading the stacks (a walk over a few shared pointers, no
+// allocation, nothing made for a thread that has no stacks) happens in
+// addLogMessage only, after the call-site check has passed; a call that is
+// filtered out never looks at them.
 // The call-site macros add one more, inline check in front of all this: a
 // process-wide word (gLoggingCallSiteGate) kept by the global instance says
 // whether it logs at all and up to which level, so that a call above the
@@ -170,7 +191,8 @@ class HDU_API LoggingFacility : public ILogMessageDestinationServices {
   bool loggingEnabledPerScopeCounter() const noexcept;
   static int getLoggingDisabledCounterForThisThread() noexcept;
   static int getLoggingIndentLevelForThisThread() noexcept;
-  // The message's categories completed with those of the thread's context.
+  // The message's categories completed with those of the contexts in force
+  // on the calling thread (see "Complete categories" above).
   static unsigned long long getCompleteCategoriesForThisThread(unsigned long long messageCategories) noexcept;
 
   // ---- sessions and context changes ----

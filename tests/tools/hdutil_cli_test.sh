@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # End-to-end checks of the hdutil settings inspector: the built-in sample, the
 # three input forms, the JSON round trip (byte-identical), diff, and one clear
-# line with exit status 2 for each kind of bad input.
+# line with exit status 2 for each kind of bad input; and of log-config check
+# on logging configurations.
 #   hdutil_cli_test.sh PATH/TO/hdutil WORKDIR
 set -u
 hdutil=$(realpath "$1")
@@ -262,6 +263,111 @@ for command in "" inspect diff encode sample platform error; do
   expect_status 0 "help $command" "$hdutil" $command --help
   grep -q '^Usage: hdutil' out.txt || fail "help of '$command'"
 done
+
+# log-config check: a logging configuration read as the driver reads it
+# (the built-in configuration, then the file), for a process named on the
+# command line. The samples that ship with the tool are copied here so that
+# reports name them briefly.
+cp "$here/../../tools/hdutil/samples/logging-good.toml" "$here/../../tools/hdutil/samples/logging-mistakes.toml" . ||
+  fail "could not copy the logging samples"
+expect_status 0 "log-config check of the good sample" "$hdutil" log-config check logging-good.toml --process spoolsv.exe
+grep -qx 'Reports: none' out.txt || fail "good sample: reports line"
+grep -qx "  logging-good.toml, entry 1: applies to destination 'constraints'" out.txt || fail "good sample: entry line"
+grep -qx "      contexts\[1\] matches: processes 'spoolsv.exe' is in \[spoolsv.exe, PrintIsolationHost.exe\]" out.txt ||
+  fail "good sample: why the entry applies"
+grep -qx '  constraints (file, enabled)' out.txt || fail "good sample: constraints destination"
+grep -qx '    allowed categories: XC_ERR, XC_ATTRIBUTES, XC_DATAMODEL, XC_ATTRBYTES' out.txt ||
+  fail "good sample: allowed categories of the driver destination"
+grep -qx 'Logging: on (2 of 2 destinations enabled)' out.txt || fail "good sample: logging line"
+grep -qx 'Result: clean (exit status 0)' out.txt || fail "good sample: result line"
+# The same file for another process: the entry does not apply.
+expect_status 0 "log-config check for another process" "$hdutil" log-config check logging-good.toml --process explorer.exe
+grep -qx '  logging-good.toml, entry 1: does not apply' out.txt || fail "other process: entry line"
+grep -qx "      contexts\[1\] does not match: processes 'explorer.exe' is not in \[spoolsv.exe, PrintIsolationHost.exe\]" \
+  out.txt || fail "other process: why the entry does not apply"
+grep -qx '  constraints (file, disabled: enable-logging is false)' out.txt || fail "other process: constraints destination"
+grep -qx 'Logging: on (1 of 2 destinations enabled)' out.txt || fail "other process: logging line"
+# Warm-up mode: the built-in configuration keeps logging off.
+expect_status 0 "log-config check in warm-up mode" "$hdutil" log-config check logging-good.toml --process spoolsv.exe \
+  --warmup on
+grep -qx "  Parse Built-in Configuration, entry 1: applies to the facility's options and to destinations 'constraints', 'driver'" \
+  out.txt || fail "warm-up: built-in entry line ($(grep -a 'Built-in' out.txt))"
+grep -qx "      contexts\[1\] matches: warmup-mode 'on' is in \[on\]" out.txt || fail "warm-up: why the entry applies"
+grep -qx 'Logging: off (enable-logging is false for the facility)' out.txt || fail "warm-up: logging line"
+# The sample of mistakes: every report with its exact title and text.
+expect_status 2 "log-config check of the mistakes sample" "$hdutil" log-config check logging-mistakes.toml \
+  --process spoolsv.exe
+grep -qxF '  error in logging-mistakes.toml: Format Error: Invalid Debug Logging Category Name' out.txt ||
+  fail "mistakes: category title"
+grep -qxF "      Invalid category name, 'XC_ATTRIBUTS'. Did you misspell it? Note that category strings are case-sensitive and generally all uppercase. This category will be ignored." \
+  out.txt || fail "mistakes: category text"
+grep -qxF '  error in logging-mistakes.toml: Error Parsing Logging Configuration TOML Data' out.txt ||
+  fail "mistakes: missing type title"
+grep -qxF "      The 'type' key is missing from the [logging.destination.trace] section. This is a required key!" out.txt ||
+  fail "mistakes: missing type text"
+grep -qxF "      Wrong type. Expect this key's value to be an integer: 'logging.options.max-verbosity-level'." out.txt ||
+  fail "mistakes: type mismatch text"
+grep -qxF '  warning in logging-mistakes.toml: Warning Parsing Logging Configuration TOML Data' out.txt ||
+  fail "mistakes: unknown key warning"
+grep -qx 'Result: 5 errors, 1 warning (exit status 2)' out.txt || fail "mistakes: result line"
+# A mistyped category alone is an error; an unknown key alone a warning.
+printf '[logging.options]\nenable-logging = true\n[logging.destination.d]\ntype = "null"\nincluded-categories-array = ["XC_ERR", "XC_TRACES"]\n' >category.toml
+expect_status 2 "log-config check of a mistyped category" "$hdutil" log-config check category.toml
+grep -qxF "      Invalid category name, 'XC_TRACES'. Did you misspell it? Note that category strings are case-sensitive and generally all uppercase. This category will be ignored." \
+  out.txt || fail "mistyped category: text"
+printf '[logging.destination.d]\ntype = "null"\nshow-dates = true\n' >unknown-key.toml
+expect_status 1 "log-config check of an unknown key" "$hdutil" log-config check unknown-key.toml
+# Text the TOML parser refuses: one report, exit status 2, no crash.
+printf '[logging.options\nenable-logging = true\n[[' >broken.toml
+expect_status 2 "log-config check of bad TOML" "$hdutil" log-config check broken.toml
+[ "$(grep -c '^  error in ' out.txt)" -eq 1 ] || fail "bad TOML: not exactly one report"
+grep -q "^      Unable to parse the logging configuration 'broken.toml': .*The whole source is being ignored.$" out.txt ||
+  fail "bad TOML: parse report ($(grep -a Unable out.txt))"
+[ -s err.txt ] && fail "bad TOML: something on standard error ($(cat err.txt))"
+# Standard input, and the same facts as JSON.
+expect_status 0 "log-config check from standard input" bash -c "'$hdutil' log-config check - --process spoolsv.exe <logging-good.toml"
+grep -qx 'Logging configuration: standard input, applied over the built-in configuration' out.txt ||
+  fail "standard input: source line"
+expect_status 2 "log-config check --json" "$hdutil" log-config check logging-mistakes.toml --process spoolsv.exe --json
+python3 - <<'PY' || fail "log-config check --json: shape"
+import json, sys
+d = json.load(open("out.txt"))
+assert list(d) == ["source", "context", "sources", "reports", "contextual-options", "facility", "destinations",
+                   "logging", "errors", "warnings", "exit-status"], list(d)
+assert d["context"] == {"process": "spoolsv.exe", "build": d["context"]["build"], "platform": d["context"]["platform"],
+                        "warmup-mode": "off", "unit-tests": d["context"]["unit-tests"]}
+assert [r["severity"] for r in d["reports"]] == ["error", "error", "warning", "error", "error", "error"]
+assert all(list(r) == ["source", "severity", "title", "text"] for r in d["reports"])
+assert d["reports"][1]["title"] == "Format Error: Invalid Debug Logging Category Name"
+assert [e["applies"] for e in d["contextual-options"]] == [False, True]
+assert [x["name"] for x in d["destinations"]] == ["driver"]
+driver = d["destinations"][0]
+assert driver["type"] == "file" and driver["enabled"] is True and len(driver["options"]) == 37
+assert driver["options"]["included-categories-array"] == {"value": ["XC_ERR"], "specified": True}
+assert driver["allowed-categories"] == ["XC_ERR"]
+assert d["facility"]["options"]["max-verbosity-level"] == {"value": 5, "specified": False}
+assert d["logging"] == {"on": True, "reason": "1 of 1 destination enabled"}
+assert (d["errors"], d["warnings"], d["exit-status"]) == (5, 1, 2)
+PY
+# Input that cannot be read, and usage mistakes: one line, exit status 2.
+mkdir -p a-directory
+expect_status 2 "log-config check of a directory" "$hdutil" log-config check a-directory
+check_one_line "log-config check of a directory"
+grep -q "^hdutil: bad input: 'a-directory' is a directory$" err.txt || fail "log-config directory: $(cat err.txt)"
+expect_status 2 "log-config check of a missing file" "$hdutil" log-config check does-not-exist.toml
+check_one_line "log-config check of a missing file"
+expect_status 2 "log-config check over the size limit" bash -c "head -c 67108865 /dev/zero | '$hdutil' log-config check -"
+check_one_line "log-config check over the size limit"
+grep -q "^hdutil: bad input: standard input is larger than hdutil's limit of 64 MiB$" err.txt ||
+  fail "log-config over the limit: $(cat err.txt)"
+expect_status 2 "log-config check --build fast" "$hdutil" log-config check logging-good.toml --build fast
+check_one_line "log-config check --build fast"
+grep -qF "hdutil: --build takes one of checked, debug, free, release, aefree, aeplus, not 'fast'" err.txt ||
+  fail "--build fast: $(cat err.txt)"
+expect_status 2 "log-config without check" "$hdutil" log-config logging-good.toml
+check_one_line "log-config without check"
+expect_status 0 "log-config check --help" "$hdutil" log-config check --help
+grep -q '^Usage: hdutil log-config check' out.txt || fail "log-config check --help"
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures hdutil check(s) failed" >&2

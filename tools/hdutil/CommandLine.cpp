@@ -12,9 +12,12 @@ struct OptionSpelling {
 };
 
 constexpr OptionSpelling kOptionSpellings[] = {
-    {nullptr, "--json", kJsonOption, false},        {nullptr, "--hex", kHexOption, false},
-    {nullptr, "--value", kValueOption, true},       {"-o", "--output", kOutputOption, true},
-    {nullptr, "--registry", kRegistryOption, true}, {nullptr, "--to-registry", kToRegistryOption, true},
+    {nullptr, "--json", kJsonOption, false},           {nullptr, "--hex", kHexOption, false},
+    {nullptr, "--value", kValueOption, true},          {"-o", "--output", kOutputOption, true},
+    {nullptr, "--registry", kRegistryOption, true},    {nullptr, "--to-registry", kToRegistryOption, true},
+    {nullptr, "--process", kProcessOption, true},      {nullptr, "--build", kBuildOption, true},
+    {nullptr, "--platform", kPlatformOption, true},    {nullptr, "--warmup", kWarmupOption, true},
+    {nullptr, "--unit-tests", kUnitTestsOption, true},
 };
 
 void setOption(Options& options, OptionSet option, const std::string& value) {
@@ -36,6 +39,21 @@ void setOption(Options& options, OptionSet option, const std::string& value) {
       return;
     case kToRegistryOption:
       options.toRegistry = value;
+      return;
+    case kProcessOption:
+      options.process = value;
+      return;
+    case kBuildOption:
+      options.build = value;
+      return;
+    case kPlatformOption:
+      options.platform = value;
+      return;
+    case kWarmupOption:
+      options.warmup = value;
+      return;
+    case kUnitTestsOption:
+      options.unitTests = value;
       return;
     case kNoOptions:
       return;

@@ -28,6 +28,11 @@ enum OptionSet : unsigned {
   kOutputOption = 1u << 3,      // -o, --output OUT
   kRegistryOption = 1u << 4,    // --registry ROOT\KEY\VALUE
   kToRegistryOption = 1u << 5,  // --to-registry ROOT\KEY\VALUE
+  kProcessOption = 1u << 6,     // --process NAME
+  kBuildOption = 1u << 7,       // --build WORD
+  kPlatformOption = 1u << 8,    // --platform WORD
+  kWarmupOption = 1u << 9,      // --warmup on|off
+  kUnitTestsOption = 1u << 10,  // --unit-tests on|off
 };
 
 struct Options {
@@ -39,6 +44,13 @@ struct Options {
   std::string output;
   std::string registry;    // inspect --registry: read the state from there
   std::string toRegistry;  // encode/sample --to-registry: write it there as REG_BINARY
+  // log-config check: the process the configuration is read for (empty: as
+  // the current process is); checked by the command (LogConfigCheck.h).
+  std::string process;
+  std::string build;
+  std::string platform;
+  std::string warmup;
+  std::string unitTests;
 };
 
 // Reads the words after the command; throws UsageError.

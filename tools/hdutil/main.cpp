@@ -11,13 +11,17 @@
 //   hdutil sample                the built-in sample state itself
 //   hdutil platform              facts about this machine as the library sees them
 //   hdutil error CODE            the system's text for an error code
+//   hdutil log-config check FILE a logging configuration (Config.toml) read as
+//                                the driver would, with every report
 //
-// Exit status: 0 success (diff: no difference), 1 diff found differences,
-// 2 bad input or usage. Bad input never crashes: it ends in one line naming
+// Exit status: 0 success (diff: no difference), 1 diff found differences or
+// log-config check found warnings, 2 bad input, usage, or errors found by
+// log-config check. Bad input never crashes: it ends in one line naming
 // the library's exception class and message.
 
 #include "CommandLine.h"
 #include "Json.h"
+#include "LogConfigCheck.h"
 #include "PersistedStateTool.h"
 #include "PrintableText.h"
 #include "RegistryValue.h"
@@ -59,6 +63,10 @@ const char* const kMainUsage =
     "  sample           write the built-in sample state\n"
     "  platform         show what the library knows about this process and machine\n"
     "  error CODE       show the system's text for an error code\n"
+    "  log-config check FILE\n"
+    "                   check a logging configuration (Config.toml) as the\n"
+    "                   driver reads it: every report, the destinations, the\n"
+    "                   contextual options that match, whether logging is on\n"
     "\n"
     "FILE may hold the state as raw binary, as hex text, or as a registry export\n"
     "(.reg) line such as \"Name\"=hex:10,00,00,...; '-' reads standard input and\n"
@@ -69,7 +77,8 @@ const char* const kMainUsage =
     "Options:\n"
     "  -h, --help       show help (after a command: that command's help)\n"
     "\n"
-    "Exit status: 0 success, 1 differences found (diff), 2 bad input or usage.\n";
+    "Exit status: 0 success, 1 differences found (diff) or warnings (log-config\n"
+    "check), 2 bad input, usage, or errors (log-config check).\n";
 
 const char* const kInspectUsage =
     "Usage: hdutil inspect [OPTIONS] [FILE]\n"
@@ -135,6 +144,29 @@ const char* const kPlatformUsage =
 const char* const kErrorUsage =
     "Usage: hdutil error CODE\n\nShow the system's message text for an error code: a 32-bit number, decimal or\n"
     "0x hex, or a negative decimal HRESULT (-2147024891 is 0x80070005).\n";
+
+const char* const kLogConfigUsage =
+    "Usage: hdutil log-config check [OPTIONS] FILE\n"
+    "\n"
+    "Read a logging configuration (Config.toml; '-' reads standard input) as\n"
+    "the driver reads it: the library's built-in configuration first, then\n"
+    "FILE, for the process the options describe (by default this one). Show\n"
+    "every report with its exact title and text, which contextual-options\n"
+    "entries apply to that process and why, the facility's and each\n"
+    "destination's effective options, and whether logging ends up on.\n"
+    "\n"
+    "Options:\n"
+    "  --process NAME   the program's file name, as 'processes' selectors match\n"
+    "                   it (spoolsv.exe, printfilterpipelinesvc.exe, ...)\n"
+    "  --build WORD     checked, debug, free, release, aefree or aeplus\n"
+    "  --platform WORD  windows or linux\n"
+    "  --warmup on|off  the driver's warm-up mode (default off)\n"
+    "  --unit-tests on|off\n"
+    "                   whether the process runs the library's unit tests\n"
+    "  --json           write the same facts as JSON\n"
+    "  -h, --help       show this help\n"
+    "\n"
+    "Exit status: 0 no reports, 1 warnings only, 2 errors, or FILE unreadable.\n";
 
 struct LoadedInput {
   hdutil::PersistedState state;
@@ -277,6 +309,29 @@ int showError(const Options& options) {
   return 0;
 }
 
+int logConfig(const Options& options) {
+  if (options.arguments.empty() || options.arguments[0] != "check") {
+    throw UsageError("log-config takes the command 'check' and one FILE");
+  }
+  if (options.arguments.size() != 2) {
+    throw UsageError("log-config check takes one FILE");
+  }
+  const HaldenConfiguration::LoggingSelectionContext context = hdutil::makeLogConfigSelectionContext(
+      options.process, options.build, options.platform, options.warmup, options.unitTests);
+  const std::string& file = options.arguments[1];
+  const ByteBuffer text = hdutil::readInput(file);
+  const hdutil::LogConfigCheck check =
+      hdutil::checkLogConfiguration(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()),
+                                    file == "-" ? std::string("standard input") : file, context);
+  if (options.json) {
+    std::cout << hdutil::writeJson(hdutil::logConfigCheckToJson(check));
+  } else {
+    hdutil::printLogConfigCheck(std::cout, check);
+  }
+  std::cout.flush();
+  return check.exitStatus();
+}
+
 // The commands. To add one: its usage text, its function, and a line here
 // naming the options it accepts (see CommandLine.h).
 struct Command {
@@ -293,6 +348,10 @@ const Command kCommands[] = {
     {"sample", kSampleUsage, hdutil::kOutputOption | hdutil::kHexOption | hdutil::kToRegistryOption, sample},
     {"platform", kPlatformUsage, hdutil::kNoOptions, showPlatform},
     {"error", kErrorUsage, hdutil::kNoOptions, showError},
+    {"log-config", kLogConfigUsage,
+     hdutil::kJsonOption | hdutil::kProcessOption | hdutil::kBuildOption | hdutil::kPlatformOption |
+         hdutil::kWarmupOption | hdutil::kUnitTestsOption,
+     logConfig},
 };
 
 const Command* findCommand(const std::string& name) {
