@@ -109,7 +109,7 @@ std::size_t plainFind(std::string_view text) {
 void scanOurs(benchmark::State& state, const std::string& text, const char* valueName) {
   for (auto _ : state) {
     hdbench::opaque(text);
-    const hdutil::RegistryValue value = hdutil::findRegistryValue(text, valueName);
+    const hdutil::RegistryExportValue value = hdutil::findRegistryValue(text, valueName);
     hdbench::opaque(value.found);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <sstream>
 #include <string>
+#include <vector>
 
 using hdutil::Json;
 using hdutil::JsonError;
@@ -172,4 +175,67 @@ TEST(HdutilJson, TypedAccessNamesThePlace) {
   EXPECT_EQ(failure([&] { hdutil::jsonMember(document.at("s"), "x", "s"); }), "s must be an object, not a string");
   EXPECT_TRUE(hdutil::jsonHasMember(document, "s"));
   EXPECT_FALSE(hdutil::jsonHasMember(document.at("s"), "s"));
+}
+
+namespace {
+
+// Writes `value` through the stream writer, opening every container the
+// writer can hold open (arrays of integers only go whole, as value()).
+void streamThrough(hdutil::JsonStreamWriter& writer, const Json& value) {
+  bool flat = value.is_array() && !value.empty();
+  for (const Json& item : value.is_array() ? value : Json::array()) {
+    flat = flat && item.is_number_integer();
+  }
+  if (value.is_object()) {
+    writer.beginObject();
+    for (const auto& [name, member] : value.get_ref<const Json::object_t&>()) {
+      writer.key(name);
+      streamThrough(writer, member);
+    }
+    writer.endObject();
+  } else if (value.is_array() && !flat) {
+    writer.beginArray();
+    for (const Json& item : value) {
+      streamThrough(writer, item);
+    }
+    writer.endArray();
+  } else {
+    writer.value(value);
+  }
+}
+
+}  // namespace
+
+TEST(HdutilJson, TheStreamWriterWritesWriteJsonsLayout) {
+  Json document = parseJson(
+      "{\"a\": [], \"b\": {}, \"c\": [1, 2, -3], \"d\": [[], [1], {\"x\": [{}, []]}, \"s\", true, null],"
+      " \"e\": {\"f\": {\"g\": [[[]]]}}, \"quote\\\"\\n\": \"tab\\t \\u0001 \\u00e9\", \"n\": 18446744073709551615}");
+  document["bad"] = std::string("\xFF\xFE", 2);  // repaired to U+FFFD, as writeJson repairs it
+  for (const Json& value : {document, Json::array(), Json::object(), Json::array({Json::object()}), Json(7)}) {
+    std::ostringstream out;
+    hdutil::JsonStreamWriter writer(out);
+    streamThrough(writer, value);
+    writer.finish();
+    EXPECT_EQ(out.str(), writeJson(value)) << writeJson(value);
+  }
+
+  // A hex string is written as it is made: most of it has reached the stream
+  // before the document ends, and it reads as the upper-case digits.
+  std::vector<unsigned char> bytes(100000);
+  std::string hex;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<unsigned char>(i * 37 + 11);
+    static const char kDigits[] = "0123456789ABCDEF";
+    hex += kDigits[bytes[i] >> 4];
+    hex += kDigits[bytes[i] & 15];
+  }
+  std::ostringstream out;
+  hdutil::JsonStreamWriter writer(out);
+  writer.beginArray();
+  writer.hexString(bytes);
+  writer.hexString({});
+  EXPECT_GE(out.str().size(), hdutil::kJsonStreamBufferSize);
+  writer.endArray();
+  writer.finish();
+  EXPECT_EQ(out.str(), writeJson(Json::array({hex, ""})));
 }

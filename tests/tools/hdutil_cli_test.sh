@@ -215,6 +215,37 @@ expect_status 0 "a registry value named with escapes" "$hdutil" inspect tricky.r
 expect_status 2 "a string value is not a binary value" "$hdutil" inspect tricky.reg --value Note
 check_one_line "string value by name"
 
+# Settings above 8 MiB (a 9 MiB data blob added to the sample's last
+# namespace; the ceiling is 64 MiB): shown with the blob's first 24 bytes, in
+# the library's form, and as JSON with every byte.
+python3 - <<'PY'
+import random, struct, zlib
+random.seed(3)
+state = open("sample.bin", "rb").read()
+inner = bytearray(zlib.decompress(state[16:-13]))
+blob = random.randbytes(9 * 1024 * 1024)
+record = b"\x02" + struct.pack("<i", 4100) + b"\x0a\x00" + struct.pack("<I", len(blob)) + blob
+last = inner.find(b"\x09\x05\x00\x00\x00\x0b")  # namespace 5, the last record, a list value
+assert last > 0, "namespace 5 of the sample not found"
+length = struct.unpack_from("<I", inner, last + 8)[0]
+struct.pack_into("<I", inner, last + 8, length + len(record))
+inner += record
+footer = bytes([1]) + struct.pack(">iI", -1, len(inner)) + b"COM5"
+open("large.bin", "wb").write(state[:16] + zlib.compress(bytes(inner)) + footer)
+open("large.hex", "w").write(blob.hex().upper())
+PY
+expect_status 0 "inspect of 9 MiB of settings" "$hdutil" inspect large.bin
+grep -q '^  Feature(4100) *DATABLOB *9437184 bytes [0-9A-F]\{48\}\.\.\.$' out.txt ||
+  fail "9 MiB of settings: blob line ($(grep -a 4100 out.txt | head -c 200))"
+grep -q '^Canonical form      yes' out.txt || fail "9 MiB of settings: canonical form line"
+expect_status 0 "inspect --json of 9 MiB of settings" "$hdutil" inspect large.bin --json
+python3 -c "
+import json, sys
+records = json.load(open('out.txt'))['namespaces'][3]['value']['records']
+sys.exit(0 if records[-1]['value']['hex'] == open('large.hex').read() else 1)" ||
+  fail "9 MiB of settings: the blob's hex in the JSON"
+rm -f large.bin large.hex
+
 # Input size: a documented ceiling, and a directory is an error, not an empty file.
 mkdir -p a-directory
 expect_status 2 "inspect of a directory" "$hdutil" inspect a-directory

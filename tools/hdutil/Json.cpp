@@ -281,6 +281,100 @@ std::string writeJson(const Json& value) {
   return out;
 }
 
+JsonStreamWriter::JsonStreamWriter(std::ostream& out) : m_out(out) {
+  m_buffer.reserve(kJsonStreamBufferSize + 4096);
+}
+
+// An item of an array starts a line of its own; a member's value follows its
+// key (which did the same).
+void JsonStreamWriter::beforeValue() {
+  if (m_open.empty() || m_open.back().isObject) {
+    return;
+  }
+  Open& array = m_open.back();
+  if (array.count++ != 0) {
+    m_buffer.push_back(',');
+  }
+  newline(m_buffer, m_open.size());
+}
+
+void JsonStreamWriter::flushIfFull() {
+  if (m_buffer.size() >= kJsonStreamBufferSize) {
+    m_out.write(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+    m_buffer.clear();
+  }
+}
+
+void JsonStreamWriter::beginObject() {
+  beforeValue();
+  m_buffer.push_back('{');
+  m_open.push_back({true, 0});
+}
+
+void JsonStreamWriter::beginArray() {
+  beforeValue();
+  m_buffer.push_back('[');
+  m_open.push_back({false, 0});
+}
+
+// An empty container closes on its own line ("{}", "[]"); any other on a
+// line of its own at its opening's depth.
+void JsonStreamWriter::endObject() {
+  const bool empty = m_open.back().count == 0;
+  m_open.pop_back();
+  if (!empty) {
+    newline(m_buffer, m_open.size());
+  }
+  m_buffer.push_back('}');
+  flushIfFull();
+}
+
+void JsonStreamWriter::endArray() {
+  const bool empty = m_open.back().count == 0;
+  m_open.pop_back();
+  if (!empty) {
+    newline(m_buffer, m_open.size());
+  }
+  m_buffer.push_back(']');
+  flushIfFull();
+}
+
+void JsonStreamWriter::key(std::string_view name) {
+  Open& object = m_open.back();
+  if (object.count++ != 0) {
+    m_buffer.push_back(',');
+  }
+  newline(m_buffer, m_open.size());
+  appendString(m_buffer, name);
+  m_buffer += ": ";
+}
+
+void JsonStreamWriter::value(const Json& value) {
+  beforeValue();
+  write(m_buffer, value, m_open.size());
+  flushIfFull();
+}
+
+void JsonStreamWriter::hexString(std::span<const unsigned char> bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  beforeValue();
+  m_buffer.push_back('"');
+  for (const unsigned char byte : bytes) {
+    m_buffer.push_back(kDigits[byte >> 4]);
+    m_buffer.push_back(kDigits[byte & 0x0F]);
+    flushIfFull();
+  }
+  m_buffer.push_back('"');
+  flushIfFull();
+}
+
+void JsonStreamWriter::finish() {
+  m_buffer.push_back('\n');
+  m_out.write(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+  m_buffer.clear();
+  m_out.flush();
+}
+
 bool jsonBool(const Json& value, const std::string& what) {
   if (!value.is_boolean()) {
     typeMismatch(what, "true or false", value);

@@ -1,6 +1,8 @@
 #include "PersistedStateTool.h"
 
+#include "CanonicalForm.h"
 #include "PrintableText.h"
+#include "RecordWalker.h"
 #include "SettingsModel.h"
 #include "StateInput.h"
 
@@ -13,6 +15,7 @@
 #include "attributebytes/PersistentAttributes.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <vector>
@@ -103,30 +106,37 @@ std::string nameSpaceTitle(const AttributeBytesId& id) {
 
 // One record: id, value type and value in columns (the id column narrows as
 // nested lists indent, so that the columns stay aligned).
-std::string recordLine(const AttributeBytes& record, int indent = 0) {
-  const AttributeBytesValue& value = record.GetAttributeBytesValue();
+std::string recordLine(const RecordView& record, int indent = 0) {
   const int idWidth = indent < 40 ? 50 - indent : 10;
-  std::string line = formatToStdString("%-*s %-16s %s", idWidth, idText(record.GetAttributeBytesId()),
-                                       valueTypeName(value), valueText(value));
-  if (!value.IsSpecified()) {
+  std::string line = formatToStdString("%-*s %-16s %s", idWidth, idText(record.id()), valueTypeName(record.valueType()),
+                                       valueText(record));
+  if (!record.isSpecified()) {
     line += "  <unspecified>";
   }
   return line;
 }
 
-// Recursion is bounded: loadPersistedState refuses lists nested deeper than 32.
+// Recursion is bounded: loadPersistedState refuses lists nested deeper than
+// 32 levels (and the lists' own limit stops any walk below that).
 void printRecords(std::ostream& out, const AttributeBytesRawList& list, const std::string& indent) {
-  for (const std::unique_ptr<AttributeBytes>& record : readAllRecords(list)) {
+  RecordWalker walker(list);
+  while (const RecordView* record = walker.next()) {
     writeLine(out, indent + recordLine(*record, static_cast<int>(indent.size()) - 2));
-    const AttributeBytesValue& value = record->GetAttributeBytesValue();
-    if (value.IsList()) {
-      printRecords(out, value.GetListValue().GetValue(), indent + "    ");
+    if (record->isList()) {
+      printRecords(out, record->list().GetValue(), indent + "    ");
     }
   }
 }
 
-std::vector<std::unique_ptr<AttributeBytes>> nameSpaceRecords(const AttributeBytesNameSpaces& nameSpaces) {
-  return readAllRecords(AttributeBytesRawList(nameSpaces.GetNameSpacesIndexedList()));
+// The namespace-level records, in the order the library keeps and writes
+// them: the records the import built, shared, not copied.
+template <class Visit>
+void forEachNameSpaceRecord(const AttributeBytesNameSpaces& nameSpaces, Visit visit) {
+  const AttributeBytesIndexedList& top = nameSpaces.GetNameSpacesIndexedList();
+  AttributeBytesIndexedListIterator iterator = top.GetIndexedListIterator();
+  while (const AttributeBytesSharedPtr record = top.GetNextAttributeBytesFromIndexedListIterator(iterator)) {
+    visit(*record);
+  }
 }
 
 bool isNameSpaceList(const AttributeBytes& record) {
@@ -134,54 +144,168 @@ bool isNameSpaceList(const AttributeBytes& record) {
          record.GetAttributeBytesValue().IsList();
 }
 
+// Reads every record of a list and of the lists inside it, depth first. The
+// depth is checked before a list is entered, so the recursion stays within
+// kMaximumCheckedListDepth levels whatever the input; each level holds one
+// walker (one record) at a time.
+void examineList(const AttributeBytesRawList& list, unsigned depth) {
+  RecordWalker walker(list);
+  while (const RecordView* record = walker.next()) {
+    if (!record->isList()) {
+      continue;
+    }
+    if (depth >= PersistentAttributes::kMaximumCheckedListDepth) {
+      throw InputError(formatToStdString("the state holds list values nested deeper than %u levels",
+                                         static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth)));
+    }
+    examineList(record->list().GetValue(), depth + 1);
+  }
+}
+
 // Reads every record at every level, as the library's checked import does,
 // but notes top-level records that are not namespace lists instead of
-// refusing them. A work list instead of recursion, so that no input can
-// exhaust the stack; a list is finished before the lists inside it are read.
+// refusing them.
 std::vector<std::string> examineRecords(const AttributeBytesNameSpaces& nameSpaces) {
-  struct PendingList {
-    std::unique_ptr<AttributeBytes> owner;  // the record whose value is the list
-    unsigned depth;                         // 1 for a namespace's own list
-  };
   std::vector<std::string> unusual;
-  std::vector<PendingList> pending;
-  for (std::unique_ptr<AttributeBytes>& record : nameSpaceRecords(nameSpaces)) {
-    if (!isNameSpaceList(*record)) {
-      unusual.push_back("a top-level record that is not a namespace list: " + idText(record->GetAttributeBytesId()) +
-                        " " + valueTypeName(record->GetAttributeBytesValue()));
+  forEachNameSpaceRecord(nameSpaces, [&](const AttributeBytes& record) {
+    if (!isNameSpaceList(record)) {
+      unusual.push_back("a top-level record that is not a namespace list: " + idText(record.GetAttributeBytesId()) +
+                        " " + valueTypeName(record.GetAttributeBytesValue()));
     }
-    if (record->GetAttributeBytesValue().IsList()) {
-      pending.push_back({std::move(record), 1});
+    if (record.GetAttributeBytesValue().IsList()) {
+      examineList(record.GetAttributeBytesValue().GetListValue().GetValue(), 1);
     }
-  }
-  while (!pending.empty()) {
-    const PendingList current = std::move(pending.back());
-    pending.pop_back();
-    const AttributeBytesRawList& list = current.owner->GetAttributeBytesValue().GetListValue().GetValue();
-    const std::unique_ptr<AttributeBytesListIterator> iterator = list.CreateIterator();
-    while (std::unique_ptr<AttributeBytes> record = list.GetNextAttributeBytes(*iterator)) {
-      if (!record->GetAttributeBytesValue().IsList()) {
-        continue;
-      }
-      if (current.depth >= PersistentAttributes::kMaximumCheckedListDepth) {
-        throw InputError(formatToStdString("the state holds list values nested deeper than %u levels",
-                                           static_cast<unsigned>(PersistentAttributes::kMaximumCheckedListDepth)));
-      }
-      pending.push_back({std::move(record), current.depth + 1});
-    }
-  }
+  });
   return unusual;
 }
 
-// The key of a record in a comparison: its id part.
+// The key of a namespace-level record in a comparison: its id part.
 std::string idKey(const AttributeBytesId& id) {
   const ByteBuffer bytes = id.GetTypeAndIdentifierState();
   return std::string(bytes.begin(), bytes.end());
 }
 
-std::string valueKey(const AttributeBytesValue& value) {
-  const ByteBuffer bytes = value.GetTypeAndValueState();
-  return std::string(bytes.begin(), bytes.end());
+bool sameBytes(Bytes a, Bytes b) noexcept {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
+}
+
+// Whether two values are written alike by the library (the comparison of
+// their value parts as the library writes them): bytes that are the same
+// are; otherwise a data blob compares its bytes, a list its kind and its
+// records' bytes (both as they stand, as the library writes them), and any
+// other value (a few bytes at most) the library's form of both, which
+// evens out flag and boolean bytes other than 0 and 1.
+bool sameValue(const RecordView& a, const RecordView& b) {
+  if (sameBytes(a.valueBytes(), b.valueBytes())) {
+    return true;
+  }
+  if (a.valueType() != b.valueType() || a.isSpecified() != b.isSpecified()) {
+    return false;
+  }
+  if (a.isBlob()) {
+    return sameBytes(a.blob(), b.blob());
+  }
+  if (a.isList()) {
+    return a.list().GetKindOfList() == b.list().GetKindOfList() &&
+           sameBytes(a.list().GetValue().GetRecordBytes(), b.list().GetValue().GetRecordBytes());
+  }
+  return a.value()->GetTypeAndValueState() == b.value()->GetTypeAndValueState();
+}
+
+// Where the records of a namespace's list stand, sorted by their ids' bytes
+// and, among equal ids, by their place in the list: so the first entry of an
+// id is the id's first record. Eight bytes a record; the records themselves
+// are read again from the list when they are shown.
+struct IdEntry {
+  std::uint32_t offset;  // of the record in the list's record bytes
+  std::uint32_t idSize;
+};
+
+class RecordIndex {
+ public:
+  explicit RecordIndex(const AttributeBytesRawList& list) : m_records(list.GetRecordBytes()) {
+    RecordWalker walker(list);
+    std::size_t offset = 0;
+    while (const RecordView* record = walker.next()) {
+      m_entries.push_back({static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(record->idBytes().size())});
+      offset = walker.offset();
+    }
+    std::sort(m_entries.begin(), m_entries.end(), [this](const IdEntry& a, const IdEntry& b) {
+      const int order = compare(idOf(a), idOf(b));
+      return order != 0 ? order < 0 : a.offset < b.offset;
+    });
+  }
+
+  // The offset of the first record with this id, or -1.
+  long long find(Bytes id) const {
+    const auto found =
+        std::lower_bound(m_entries.begin(), m_entries.end(), id,
+                         [this](const IdEntry& entry, Bytes key) { return compare(idOf(entry), key) < 0; });
+    return found != m_entries.end() && compare(idOf(*found), id) == 0 ? static_cast<long long>(found->offset) : -1;
+  }
+
+ private:
+  Bytes idOf(const IdEntry& entry) const noexcept { return m_records.subspan(entry.offset, entry.idSize); }
+
+  static int compare(Bytes a, Bytes b) noexcept {
+    const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
+    if (order != 0) {
+      return order;
+    }
+    return a.size() < b.size() ? -1 : (a.size() > b.size() ? 1 : 0);
+  }
+
+  Bytes m_records;
+  std::vector<IdEntry> m_entries;
+};
+
+// The record that starts at `offset` in the walker's list.
+const RecordView& recordAt(RecordWalker& walker, long long offset) {
+  walker.seek(static_cast<std::size_t>(offset));
+  return *walker.next();
+}
+
+std::string describeValue(const RecordView& record) {
+  return valueTypeName(record.valueType()) + " " + valueText(record) + (record.isSpecified() ? "" : " <unspecified>");
+}
+
+// The records of two namespace lists that differ, under `title` (written
+// before the first line); returns whether any did. Each record is compared
+// with the first record of its id on the other side, as a map of the ids
+// would find it.
+bool printListDifferences(std::ostream& out, const std::string& title, bool& titleWritten,
+                          const AttributeBytesRawList& oldList, const AttributeBytesRawList& newList) {
+  bool different = false;
+  const auto line = [&](const std::string& text) {
+    if (!titleWritten) {
+      writeLine(out, title);
+      titleWritten = true;
+    }
+    writeLine(out, text);
+    different = true;
+  };
+  {
+    const RecordIndex newIndex(newList);
+    RecordWalker newWalker(newList);
+    RecordWalker oldWalker(oldList);
+    while (const RecordView* record = oldWalker.next()) {
+      const long long found = newIndex.find(record->idBytes());
+      if (found < 0) {
+        line("  - " + recordLine(*record));
+      } else if (const RecordView& counterpart = recordAt(newWalker, found); !sameValue(*record, counterpart)) {
+        line(formatToStdString("  ~ %-50s %s -> %s", idText(record->id()), describeValue(*record),
+                               describeValue(counterpart)));
+      }
+    }
+  }
+  const RecordIndex oldIndex(oldList);
+  RecordWalker newWalker(newList);
+  while (const RecordView* record = newWalker.next()) {
+    if (oldIndex.find(record->idBytes()) < 0) {
+      line("  + " + recordLine(*record));
+    }
+  }
+  return different;
 }
 
 void printHeader(std::ostream& out, const PersistedState& state) {
@@ -251,9 +375,9 @@ PersistedState loadPersistedState(const ByteBuffer& bytes) {
   // Whether encode gives back these very bytes (older headers, trailing bytes,
   // non-canonical flag bytes and the like come back in the library's form).
   try {
-    const ByteBuffer canonical = writePersistedState(state.nameSpaces, writingOf(state));
-    state.canonicalSize = canonical.size();
-    state.canonical = canonical == bytes;
+    const CanonicalForm canonical = compareWithCanonicalForm(state.nameSpaces, writingOf(state), bytes);
+    state.canonicalSize = canonical.size;
+    state.canonical = canonical.same;
   } catch (const CPException& e) {
     state.notWritable = e.getExceptionMessage();
   }
@@ -306,26 +430,28 @@ void printPersistedState(std::ostream& out, const PersistedState& state, const s
   writeLine(out, formatToStdString("Driver version      %s  [%s]",
                                    state.driverVersion.GetVersionDisplayString().utf8StdString(),
                                    versionWords(state.driverVersion)));
-  const std::vector<std::unique_ptr<AttributeBytes>> nameSpaces = nameSpaceRecords(state.nameSpaces);
-  writeLine(out, "Namespaces          " + std::to_string(nameSpaces.size()));
-  for (const std::unique_ptr<AttributeBytes>& nameSpace : nameSpaces) {
-    const AttributeBytesValue& value = nameSpace->GetAttributeBytesValue();
+  writeLine(out, "Namespaces          " + std::to_string(state.nameSpaces.GetNameSpaceCount()));
+  forEachNameSpaceRecord(state.nameSpaces, [&](const AttributeBytes& nameSpace) {
+    const RecordView record(nameSpace);
     writeLine(out, "");
-    const std::string title = nameSpaceTitle(nameSpace->GetAttributeBytesId());
-    if (!value.IsList()) {
-      writeLine(out, title + ": " + recordLine(*nameSpace));
-      continue;
+    const std::string title = nameSpaceTitle(record.id());
+    if (!record.isList()) {
+      writeLine(out, title + ": " + recordLine(record));
+      return;
     }
-    const AttributeBytesListValue& list = value.GetListValue();
-    writeLine(out,
-              title + formatToStdString(", %u records, kind of list %u%s", list.GetValue().GetAttributeBytesCount(),
-                                        static_cast<unsigned>(list.GetKindOfList()),
-                                        value.IsSpecified() ? "" : ", <unspecified>"));
+    const AttributeBytesListValue& list = record.list();
+    writeLine(out, title + formatToStdString(", %u records, kind of list %u%s",
+                                             static_cast<unsigned>(RecordWalker::countRecords(list.GetValue())),
+                                             static_cast<unsigned>(list.GetKindOfList()),
+                                             record.isSpecified() ? "" : ", <unspecified>"));
     printRecords(out, list.GetValue(), "  ");
-  }
+  });
 }
 
-Json persistedStateToJson(const PersistedState& state, const std::string& source) {
+namespace {
+
+// Every member of the document but the namespaces, in the document's order.
+Json documentHead(const PersistedState& state, const std::string& source) {
   Json document = Json::object();
   document["source"] = source;
   document["totalSize"] = state.totalSize;
@@ -353,12 +479,35 @@ Json persistedStateToJson(const PersistedState& state, const std::string& source
   document["compression"] = std::move(compression);
   document["driverVersion"] = versionToJson(state.driverVersion);
   document["driverVersionText"] = state.driverVersion.GetVersionDisplayString().utf8StdString();
+  return document;
+}
+
+}  // namespace
+
+Json persistedStateToJson(const PersistedState& state, const std::string& source) {
+  Json document = documentHead(state, source);
   Json nameSpaces = Json::array();
-  for (const std::unique_ptr<AttributeBytes>& record : nameSpaceRecords(state.nameSpaces)) {
-    nameSpaces.push_back(recordToJson(*record));
-  }
+  forEachNameSpaceRecord(state.nameSpaces,
+                         [&](const AttributeBytes& record) { nameSpaces.push_back(recordToJson(RecordView(record))); });
   document["namespaces"] = std::move(nameSpaces);
   return document;
+}
+
+void writePersistedStateJson(std::ostream& out, const PersistedState& state, const std::string& source) {
+  JsonStreamWriter writer(out);
+  writer.beginObject();
+  const Json head = documentHead(state, source);
+  for (const auto& [name, member] : head.get_ref<const Json::object_t&>()) {
+    writer.key(name);
+    writer.value(member);
+  }
+  writer.key("namespaces");
+  writer.beginArray();
+  forEachNameSpaceRecord(state.nameSpaces,
+                         [&](const AttributeBytes& record) { writeRecordJson(writer, RecordView(record)); });
+  writer.endArray();
+  writer.endObject();
+  writer.finish();
 }
 
 ByteBuffer encodePersistedState(const Json& document) {
@@ -412,24 +561,21 @@ bool printDifferences(std::ostream& out, const PersistedState& before, const Per
     different = true;
   }
 
-  const auto byId = [](std::vector<std::unique_ptr<AttributeBytes>> records) {
-    std::map<std::string, std::unique_ptr<AttributeBytes>> map;
-    for (std::unique_ptr<AttributeBytes>& record : records) {
-      std::string key = idKey(record->GetAttributeBytesId());
-      map.emplace(std::move(key), std::move(record));
-    }
+  // The namespace-level records by id (the records the imports built).
+  const auto byId = [](const AttributeBytesNameSpaces& nameSpaces) {
+    std::map<std::string, const AttributeBytes*> map;
+    forEachNameSpaceRecord(
+        nameSpaces, [&](const AttributeBytes& record) { map.emplace(idKey(record.GetAttributeBytesId()), &record); });
     return map;
   };
-  const auto innerRecords = [](const AttributeBytes& nameSpace) {
-    std::vector<std::unique_ptr<AttributeBytes>> records;
-    if (nameSpace.GetAttributeBytesValue().IsList()) {
-      records = readAllRecords(nameSpace.GetAttributeBytesValue().GetListValue().GetValue());
-    }
-    return records;
+  const AttributeBytesRawList noRecords;
+  const auto innerRecords = [&noRecords](const AttributeBytes& nameSpace) -> const AttributeBytesRawList& {
+    const AttributeBytesValue& value = nameSpace.GetAttributeBytesValue();
+    return value.IsList() ? value.GetListValue().GetValue() : noRecords;
   };
 
-  std::map<std::string, std::unique_ptr<AttributeBytes>> oldSpaces = byId(nameSpaceRecords(before.nameSpaces));
-  std::map<std::string, std::unique_ptr<AttributeBytes>> newSpaces = byId(nameSpaceRecords(after.nameSpaces));
+  const std::map<std::string, const AttributeBytes*> oldSpaces = byId(before.nameSpaces);
+  const std::map<std::string, const AttributeBytes*> newSpaces = byId(after.nameSpaces);
   std::vector<std::string> keys;
   keys.reserve(oldSpaces.size() + newSpaces.size());
   for (const auto& [key, record] : oldSpaces) {
@@ -443,8 +589,8 @@ bool printDifferences(std::ostream& out, const PersistedState& before, const Per
   for (const std::string& key : keys) {
     const auto oldIt = oldSpaces.find(key);
     const auto newIt = newSpaces.find(key);
-    const AttributeBytes* oldSpace = oldIt != oldSpaces.end() ? oldIt->second.get() : nullptr;
-    const AttributeBytes* newSpace = newIt != newSpaces.end() ? newIt->second.get() : nullptr;
+    const AttributeBytes* oldSpace = oldIt != oldSpaces.end() ? oldIt->second : nullptr;
+    const AttributeBytes* newSpace = newIt != newSpaces.end() ? newIt->second : nullptr;
     const AttributeBytes* either = oldSpace != nullptr ? oldSpace : newSpace;
     if (either == nullptr) {
       continue;  // every key comes from one of the two maps
@@ -453,48 +599,20 @@ bool printDifferences(std::ostream& out, const PersistedState& before, const Per
     if (oldSpace == nullptr || newSpace == nullptr) {
       const AttributeBytes& only = oldSpace != nullptr ? *oldSpace : *newSpace;
       writeLine(out, (oldSpace != nullptr ? "- " : "+ ") + title +
-                         formatToStdString(" (%u records)", static_cast<unsigned>(innerRecords(only).size())));
+                         formatToStdString(" (%u records)",
+                                           static_cast<unsigned>(RecordWalker::countRecords(innerRecords(only)))));
       different = true;
       continue;
     }
-    std::vector<std::string> lines;
+    bool titleWritten = false;
     if (oldSpace->GetAttributeBytesValue().IsSpecified() != newSpace->GetAttributeBytesValue().IsSpecified()) {
-      lines.push_back(std::string("  ~ namespace ") +
-                      (newSpace->GetAttributeBytesValue().IsSpecified() ? "now specified" : "now unspecified"));
-    }
-    std::vector<std::unique_ptr<AttributeBytes>> oldList = innerRecords(*oldSpace);
-    std::vector<std::unique_ptr<AttributeBytes>> newList = innerRecords(*newSpace);
-    std::map<std::string, const AttributeBytes*> newById;
-    for (const std::unique_ptr<AttributeBytes>& record : newList) {
-      newById.emplace(idKey(record->GetAttributeBytesId()), record.get());
-    }
-    std::map<std::string, const AttributeBytes*> oldById;
-    for (const std::unique_ptr<AttributeBytes>& record : oldList) {
-      const std::string idBytes = idKey(record->GetAttributeBytesId());
-      oldById.emplace(idBytes, record.get());
-      const auto found = newById.find(idBytes);
-      if (found == newById.end()) {
-        lines.push_back("  - " + recordLine(*record));
-      } else if (valueKey(record->GetAttributeBytesValue()) != valueKey(found->second->GetAttributeBytesValue())) {
-        const AttributeBytesValue& oldValue = record->GetAttributeBytesValue();
-        const AttributeBytesValue& newValue = found->second->GetAttributeBytesValue();
-        const auto describe = [](const AttributeBytesValue& value) {
-          return valueTypeName(value) + " " + valueText(value) + (value.IsSpecified() ? "" : " <unspecified>");
-        };
-        lines.push_back(formatToStdString("  ~ %-50s %s -> %s", idText(record->GetAttributeBytesId()),
-                                          describe(oldValue), describe(newValue)));
-      }
-    }
-    for (const std::unique_ptr<AttributeBytes>& record : newList) {
-      if (oldById.find(idKey(record->GetAttributeBytesId())) == oldById.end()) {
-        lines.push_back("  + " + recordLine(*record));
-      }
-    }
-    if (!lines.empty()) {
       writeLine(out, title);
-      for (const std::string& line : lines) {
-        writeLine(out, line);
-      }
+      writeLine(out, std::string("  ~ namespace ") +
+                         (newSpace->GetAttributeBytesValue().IsSpecified() ? "now specified" : "now unspecified"));
+      titleWritten = true;
+      different = true;
+    }
+    if (printListDifferences(out, title, titleWritten, innerRecords(*oldSpace), innerRecords(*newSpace))) {
       different = true;
     }
   }

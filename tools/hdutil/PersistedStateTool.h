@@ -11,12 +11,23 @@
 // nested deeper than PersistentAttributes::kMaximumCheckedListDepth (32)
 // levels are refused, as the library's checked import refuses them.
 //
-// Size. A state whose footer announces more than kMaximumStateSize (8 MiB)
-// of settings is refused before anything is decompressed. Real states are
-// far smaller (a registry value holds at most about 1 MB), and what is read
-// is held several times over: the records of a list while they are shown,
-// and for --json a document of about a hundred times the settings' size. So
-// any state, however it was made, costs hdutil at most about 1 GB.
+// Size and memory. A state whose footer announces more than kMaximumStateSize
+// (64 MiB, the library's own ceiling, CompressedBuffer::
+// kDefaultMaximumOriginalSize) of settings is refused before anything is
+// decompressed; so is an input file above 64 MiB (see StateInput.h). What is
+// read is held once: the decompressed settings, which the namespaces' lists
+// share. Records are read one at a time, in place (RecordWalker: a data blob
+// is never copied), the canonical-form check streams (CanonicalForm.h), and
+// the text report, the JSON and the differences are written as the records
+// are read, so nothing grows with the output. At its peak inspect holds the
+// input once and the settings once, plus a few hundred kilobytes, text and
+// --json alike: two copies of the settings at most (a state stored at zlib
+// level 0, not compressed, adds the settings' written form and its stored
+// form while its canonical form is checked: four copies). diff holds both
+// states' settings, one input at a time, and while a namespace is compared
+// an index of 8 bytes a record of one of its two lists. bench_hdutil_memory
+// measures it. So no state costs hdutil more than a few hundred megabytes,
+// within reach of the 32-bit build.
 //
 // Output. Every line of the text report and of the differences passes
 // through printableText, so that names and strings from the state cannot
@@ -24,6 +35,7 @@
 
 #include "Json.h"
 
+#include "Compression/CompressedBuffer.h"
 #include "General/ByteBuffer.h"
 #include "General/DriverVersion.h"
 #include "attributebytes/AttributeBytesNameSpaces.h"
@@ -36,7 +48,7 @@
 
 namespace hdutil {
 
-inline constexpr std::size_t kMaximumStateSize = std::size_t{8} * 1024 * 1024;
+inline constexpr std::size_t kMaximumStateSize = CompressedBuffer::kDefaultMaximumOriginalSize;
 
 struct PersistedState {
   std::size_t totalSize = 0;
@@ -86,6 +98,9 @@ ByteBuffer writePersistedState(const AttributeBytesNameSpaces& nameSpaces, const
 void printPersistedState(std::ostream& out, const PersistedState& state, const std::string& source);
 // The same facts as JSON; encodePersistedState turns it back into the bytes.
 Json persistedStateToJson(const PersistedState& state, const std::string& source);
+// That document, as writeJson writes it, streamed to `out` as the records are
+// read (what inspect --json writes; it never holds the document).
+void writePersistedStateJson(std::ostream& out, const PersistedState& state, const std::string& source);
 ByteBuffer encodePersistedState(const Json& document);
 
 // Writes which records were added, removed or changed between two states,

@@ -77,27 +77,56 @@ std::string quoted(const CXString& text) {
   return formatToStdString("'%s'", text.toUtf8());
 }
 
+// Upper-case hex digits, as ByteBuffer::ConvertByteBufferToHexBinaryString
+// writes them (without its UTF-16 text in between).
+std::string hexText(Bytes bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string hex;
+  hex.reserve(2 * bytes.size());
+  for (const unsigned char byte : bytes) {
+    hex.push_back(kDigits[byte >> 4]);
+    hex.push_back(kDigits[byte & 0x0F]);
+  }
+  return hex;
+}
+
+// A data blob in one line: its size and its first 24 bytes.
+std::string blobText(Bytes bytes) {
+  enum : std::size_t { kShownBytes = 24 };
+  if (bytes.empty()) {
+    return "0 bytes";
+  }
+  const bool cut = bytes.size() > kShownBytes;
+  return formatToStdString("%u bytes %s%s", static_cast<unsigned>(bytes.size()),
+                           hexText(bytes.first(cut ? kShownBytes : bytes.size())), cut ? "..." : "");
+}
+
+Bytes blobBytes(const AttributeBytesValue& value) {
+  const ByteBuffer& bytes = static_cast<const AttributeBytesDataBlobValue&>(value).GetValue();
+  return {bytes.data(), bytes.size()};
+}
+
+std::string listText(const AttributeBytesListValue& list) {
+  return formatToStdString("kind %u, %u records", static_cast<unsigned>(list.GetKindOfList()),
+                           static_cast<unsigned>(RecordWalker::countRecords(list.GetValue())));
+}
+
 }  // namespace
 
 std::string idTypeName(const AttributeBytesId& id) {
   return stripPrefix(id.GetTypeDebugDisplayString(), "ABIDE_");
 }
 
+std::string valueTypeName(AttributeBytesValueEnum type) {
+  return stripPrefix(AttributeBytesValue::GetTypeDebugDisplayString(type), "ABVTE_");
+}
+
 std::string valueTypeName(const AttributeBytesValue& value) {
-  return stripPrefix(value.GetTypeDebugDisplayString(), "ABVTE_");
+  return valueTypeName(value.GetAttributeBytesValueType());
 }
 
 std::string idText(const AttributeBytesId& id) {
   return id.GetDebugDisplayString();
-}
-
-std::vector<std::unique_ptr<AttributeBytes>> readAllRecords(const AttributeBytesRawList& list) {
-  std::vector<std::unique_ptr<AttributeBytes>> records;
-  const std::unique_ptr<AttributeBytesListIterator> iterator = list.CreateIterator();
-  while (std::unique_ptr<AttributeBytes> record = list.GetNextAttributeBytes(*iterator)) {
-    records.push_back(std::move(record));
-  }
-  return records;
 }
 
 Json idToJson(const AttributeBytesId& id) {
@@ -187,9 +216,7 @@ Json valueToJson(const AttributeBytesValue& value) {
       break;
     }
     case ABVTE_DATABLOB:
-      json["hex"] = ByteBuffer::ConvertByteBufferToHexBinaryString(
-                        static_cast<const AttributeBytesDataBlobValue&>(value).GetValue())
-                        .toUtf8();
+      json["hex"] = hexText(blobBytes(value));
       break;
     case ABVTE_LIST: {
       const auto& list = static_cast<const AttributeBytesListValue&>(value);
@@ -210,18 +237,72 @@ Json valueToJson(const AttributeBytesValue& value) {
 }
 
 Json recordToJson(const AttributeBytes& record) {
+  return recordToJson(RecordView(record));
+}
+
+Json recordToJson(const RecordView& record) {
   Json json = Json::object();
-  json["id"] = idToJson(record.GetAttributeBytesId());
-  json["value"] = valueToJson(record.GetAttributeBytesValue());
+  json["id"] = idToJson(record.id());
+  if (record.value() != nullptr) {
+    json["value"] = valueToJson(*record.value());
+  } else {
+    // A data blob read in place: the members valueToJson writes for one.
+    Json value = Json::object();
+    value["type"] = valueTypeName(ABVTE_DATABLOB);
+    value["specified"] = record.isSpecified();
+    value["hex"] = hexText(record.blob());
+    json["value"] = std::move(value);
+  }
   return json;
 }
 
 Json rawListToJson(const AttributeBytesRawList& list) {
   Json records = Json::array();
-  for (const std::unique_ptr<AttributeBytes>& record : readAllRecords(list)) {
+  RecordWalker walker(list);
+  while (const RecordView* record = walker.next()) {
     records.push_back(recordToJson(*record));
   }
   return records;
+}
+
+// The members in valueToJson's order; lists and data blobs streamed, every
+// other value (a few bytes, a name or a string at most) made whole.
+void writeRecordJson(JsonStreamWriter& writer, const RecordView& record) {
+  writer.beginObject();
+  writer.key("id");
+  writer.value(idToJson(record.id()));
+  writer.key("value");
+  if (record.isBlob() || record.isList()) {
+    writer.beginObject();
+    writer.key("type");
+    writer.value(valueTypeName(record.valueType()));
+    writer.key("specified");
+    writer.value(record.isSpecified());
+    if (record.isBlob()) {
+      writer.key("hex");
+      writer.hexString(record.blob());
+    } else {
+      writer.key("kindOfList");
+      writer.value(static_cast<int>(record.list().GetKindOfList()));
+      writer.key("records");
+      writeRawListJson(writer, record.list().GetValue());
+    }
+    writer.endObject();
+  } else {
+    writer.value(valueToJson(*record.value()));
+  }
+  writer.endObject();
+}
+
+// Recursion is bounded by the lists' nesting limit (the walker refuses a list
+// nested deeper than its maximum).
+void writeRawListJson(JsonStreamWriter& writer, const AttributeBytesRawList& list) {
+  writer.beginArray();
+  RecordWalker walker(list);
+  while (const RecordView* record = walker.next()) {
+    writeRecordJson(writer, *record);
+  }
+  writer.endArray();
 }
 
 std::unique_ptr<AttributeBytesId> idFromJson(const Json& json, const std::string& where) {
@@ -358,26 +439,20 @@ std::string valueText(const AttributeBytesValue& value) {
       return formatToStdString("%ld x %ld (%d)", resolution.GetFirst(), resolution.GetSecond(),
                                static_cast<int>(resolution.GetThird()));
     }
-    case ABVTE_DATABLOB: {
-      const ByteBuffer& bytes = static_cast<const AttributeBytesDataBlobValue&>(value).GetValue();
-      std::string hex = ByteBuffer::ConvertByteBufferToHexBinaryString(bytes).toUtf8();
-      if (hex.size() > 48) {
-        hex = hex.substr(0, 48) + "...";
-      }
-      return hex.empty() ? std::string("0 bytes")
-                         : formatToStdString("%u bytes %s", static_cast<unsigned>(bytes.size()), hex);
-    }
-    case ABVTE_LIST: {
-      const auto& list = static_cast<const AttributeBytesListValue&>(value);
-      return formatToStdString("kind %u, %u records", static_cast<unsigned>(list.GetKindOfList()),
-                               list.GetValue().GetAttributeBytesCount());
-    }
+    case ABVTE_DATABLOB:
+      return blobText(blobBytes(value));
+    case ABVTE_LIST:
+      return listText(static_cast<const AttributeBytesListValue&>(value));
     case ABVTE_DATETIME:
       return static_cast<const AttributeBytesDateTimeValue&>(value).GetValue().GetIso8601String();
     case ABVTE_UNSPECIFIED:
       break;  // no value class reports this tag
   }
   return "?";
+}
+
+std::string valueText(const RecordView& record) {
+  return record.value() != nullptr ? valueText(*record.value()) : blobText(record.blob());
 }
 
 }  // namespace hdutil

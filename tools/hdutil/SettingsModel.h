@@ -22,21 +22,29 @@
 // default, so that the compiler points at each of them when a type is added.
 
 #include "Json.h"
+#include "RecordWalker.h"
 
 #include "attributebytes/AttributeBytes.h"
 #include "attributebytes/AttributeBytesRawList.h"
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace hdutil {
 
 Json idToJson(const AttributeBytesId& id);
 Json valueToJson(const AttributeBytesValue& value);
 Json recordToJson(const AttributeBytes& record);
+// A record read in place (a data blob from its view).
+Json recordToJson(const RecordView& record);
 // Every record of a raw list, in its order.
 Json rawListToJson(const AttributeBytesRawList& list);
+
+// The same JSON, streamed: a record as an object, a raw list as an array of
+// them. A data blob's hex is written as it is made and a list's records as
+// they are read, so that no record is held whole, however large.
+void writeRecordJson(JsonStreamWriter& writer, const RecordView& record);
+void writeRawListJson(JsonStreamWriter& writer, const AttributeBytesRawList& list);
 
 // The reverse; `where` names the place in the document for error messages.
 std::unique_ptr<AttributeBytesId> idFromJson(const Json& json, const std::string& where);
@@ -46,14 +54,14 @@ AttributeBytesRawList rawListFromJson(const Json& records, const std::string& wh
 
 // "ABIDE_FEATURE" -> "FEATURE", "ABVTE_LIST" -> "LIST".
 std::string idTypeName(const AttributeBytesId& id);
+std::string valueTypeName(AttributeBytesValueEnum type);
 std::string valueTypeName(const AttributeBytesValue& value);
 // The id as the library displays it ("Feature(5)", "NewFeature('psk:PageMediaSize')").
 std::string idText(const AttributeBytesId& id);
 // The value in one line ("300", "'Draft'", "TRUE", "[600, 1200]",
-// "215.9 mm", "600 x 1200 (3)", "8 bytes 0011...", "2 records", a UTC time).
+// "215.9 mm", "600 x 1200 (3)", "8 bytes 0011...", "kind 1, 2 records", a
+// UTC time). A data blob shows its size and at most its first 24 bytes.
 std::string valueText(const AttributeBytesValue& value);
-
-// All records of a raw list, in order.
-std::vector<std::unique_ptr<AttributeBytes>> readAllRecords(const AttributeBytesRawList& list);
+std::string valueText(const RecordView& record);
 
 }  // namespace hdutil

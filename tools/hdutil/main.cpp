@@ -71,7 +71,7 @@ const char* const kMainUsage =
     "FILE may hold the state as raw binary, as hex text, or as a registry export\n"
     "(.reg) line such as \"Name\"=hex:10,00,00,...; '-' reads standard input and\n"
     "'@sample' names the built-in sample. Input files (JSON too) may hold up to\n"
-    "64 MiB, a state up to 8 MiB of settings. On Windows, 'inspect --registry'\n"
+    "64 MiB, a state up to 64 MiB of settings. On Windows, 'inspect --registry'\n"
     "and 'encode --to-registry' read and write a state straight in the registry.\n"
     "\n"
     "Options:\n"
@@ -237,7 +237,7 @@ int inspect(const Options& options) {
           ? loadFromRegistry(options.registry)
           : load(options.arguments.empty() ? kSampleName : options.arguments[0], options.valueName);
   if (options.json) {
-    std::cout << hdutil::writeJson(hdutil::persistedStateToJson(loaded.state, loaded.source));
+    hdutil::writePersistedStateJson(std::cout, loaded.state, loaded.source);
   } else {
     hdutil::printPersistedState(std::cout, loaded.state, loaded.source);
   }
