@@ -5,8 +5,8 @@
 #include "LowLevelFacilities/UtilitiesDllPerThreadStorage.h"
 
 #include <atomic>
-#include <mutex>
 #include <string>
+#include <thread>
 
 namespace DesktopUtilitiesLibraryHost {
 
@@ -14,7 +14,12 @@ namespace {
 
 std::atomic<void*> g_moduleInstanceHandle{nullptr};
 std::atomic<ClockFunction> g_selectedClockFunction{nullptr};
-std::mutex g_clockSelectionLock;
+// The clock selection's lock: a flag, because the selection may first be
+// needed at process detach, when the system has ended the other threads
+// wherever they were, perhaps inside the heap. A flag takes nothing from the
+// heap (a std::mutex of the MinGW runtime allocates its implementation when it
+// is first locked) and cannot fail.
+std::atomic_flag g_clockSelectionLock = ATOMIC_FLAG_INIT;
 std::atomic<std::uint64_t> g_unloadTimeStamp{0};
 std::atomic<bool> g_processDetachHasRun{false};
 std::atomic<bool> g_processIsEnding{false};
@@ -25,18 +30,26 @@ ClockFunction selectClockFunctionOnce() noexcept {
   if (clock != nullptr) {
     return clock;
   }
-  try {
-    std::lock_guard<std::mutex> lock(g_clockSelectionLock);
-    clock = g_selectedClockFunction.load(std::memory_order_acquire);
-    if (clock == nullptr) {
-      std::uint64_t frequency = 0;
-      clock = PlatformFacilities::queryPerformanceFrequency(frequency) ? &PlatformFacilities::readPerformanceCounter
-                                                                       : &PlatformFacilities::readTickClock;
-      g_selectedClockFunction.store(clock, std::memory_order_release);
+  // When the process is ending, a thread ended in the middle of a selection
+  // never gives the lock back: the selection then goes ahead without it (both
+  // selections choose the same clock).
+  bool locked = false;
+  for (;;) {
+    locked = !g_clockSelectionLock.test_and_set(std::memory_order_acquire);
+    if (locked || IsProcessEnding()) {
+      break;
     }
-  } catch (...) {
-    // The lock could not be taken: the tick clock needs no selection.
-    return &PlatformFacilities::readTickClock;
+    std::this_thread::yield();
+  }
+  clock = g_selectedClockFunction.load(std::memory_order_acquire);
+  if (clock == nullptr) {
+    std::uint64_t frequency = 0;
+    clock = PlatformFacilities::queryPerformanceFrequency(frequency) ? &PlatformFacilities::readPerformanceCounter
+                                                                     : &PlatformFacilities::readTickClock;
+    g_selectedClockFunction.store(clock, std::memory_order_release);
+  }
+  if (locked) {
+    g_clockSelectionLock.clear(std::memory_order_release);
   }
   return clock;
 }

@@ -19,7 +19,11 @@
 //     before the clean-up.
 //  4. The exit list runs UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach
 //     (marker 0), then the static destructors. When the process is ending
-//     (Windows tells DllMain so), the clean-up only sets the marker to 0.
+//     (Windows tells DllMain so), the DLL's entry point runs the clean-up
+//     itself, which then only sets the marker to 0, and neither the exit list
+//     nor the static destructors run (Win/DesktopUtilitiesLibraryEntry.cpp):
+//     the other threads were stopped wherever they were, and nothing at this
+//     step may wait for a lock or use the heap.
 //
 // The state kept here is trivially destructible (atomics and a std::mutex,
 // which the standard library constructs statically and never destroys), so it

@@ -13,17 +13,47 @@
 // maker (through a shared mailbox), and, because some workers only release,
 // the hand-over of free lists to the global memory pool manager and back.
 // Nothing the workers share is ever destroyed: the process ends around them.
+//
+// On Windows the program ends itself as soon as the library has unloaded (the
+// unload observer sees the clean-up step, with the marker word 0): what comes
+// after it, the C runtime's own process detach, is outside the library, and
+// under Wine it can spin for ever on a lock of Wine's own that one of the
+// ended threads held when the system stopped it. The library's part, which is
+// what runs here, is its detach steps: they must neither wait for a lock nor
+// touch the heap.
 
+#include "DesktopUtilitiesLibraryHost.h"
 #include "LowLevelFacilities/HldSharedPtr.h"
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace {
+
+// Called by the library for each unload step, from the unloading thread.
+void onUnloadStep(const char* step, std::uint32_t markerWord) {
+#ifdef _WIN32
+  if (std::strcmp(step, "clean-up") == 0 && markerWord == 0) {
+    static const char kLine[] = "library unloaded\n";
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), kLine, sizeof kLine - 1, &written, nullptr);
+    ::TerminateProcess(::GetCurrentProcess(), 0);
+  }
+#else
+  static_cast<void>(step);
+  static_cast<void>(markerWord);
+#endif
+}
 
 struct Small {
   explicit Small(unsigned v) : value(v) {}
@@ -114,6 +144,7 @@ int main(int argc, char** argv) {
   const int workers = argc > 1 ? std::atoi(argv[1]) : 4;
   const int delayMicroseconds = argc > 2 ? std::atoi(argv[2]) : 500;
   g_mailbox = new Mailbox;
+  DesktopUtilitiesLibraryHost::SetUnloadStepObserver(&onUnloadStep);
   for (int i = 0; i < workers; ++i) {
     std::thread(work, static_cast<unsigned>(i + 1)).detach();
   }
