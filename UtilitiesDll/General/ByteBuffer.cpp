@@ -467,14 +467,21 @@ CXString ByteBuffer::WalkBufferToGetCountedString(const unsigned char*& cursor, 
   return CXString(std::move(text));
 }
 
-void ByteBuffer::WalkBufferToGetCountedBytes(const unsigned char*& cursor, unsigned int& remaining, ByteBuffer& out) {
+std::span<const unsigned char> ByteBuffer::WalkBufferToViewCountedBytes(const unsigned char*& cursor,
+                                                                        unsigned int& remaining) {
   const auto count = static_cast<std::uint32_t>(WalkBufferToGetLong(cursor, remaining));
   if (remaining < count) {
     throwNotEnoughBytes(HDU_DEBUG_CONTEXT_IN(kSourceFile, "ByteBuffer::WalkBufferToGetCountedBytes"), remaining, count);
   }
-  out.setWithLpbyte(cursor, count);
+  const std::span<const unsigned char> bytes(cursor, count);
   cursor += count;
   remaining -= count;
+  return bytes;
+}
+
+void ByteBuffer::WalkBufferToGetCountedBytes(const unsigned char*& cursor, unsigned int& remaining, ByteBuffer& out) {
+  const std::span<const unsigned char> bytes = WalkBufferToViewCountedBytes(cursor, remaining);
+  out.setWithLpbyte(bytes.data(), bytes.size());
 }
 
 long ByteBuffer::WalkBufferToGetLong(unsigned char*& cursor, unsigned int& remaining) {

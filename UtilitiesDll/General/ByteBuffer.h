@@ -32,6 +32,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -201,6 +202,10 @@ class HDU_API ByteBuffer : public std::vector<unsigned char> {
   // count is taken as unsigned.
   static void WalkBufferToGetCountedBytes(unsigned char*& cursor, unsigned int& remaining, ByteBuffer& out);
   static void WalkBufferToGetCountedBytes(const unsigned char*& cursor, unsigned int& remaining, ByteBuffer& out);
+  // The same walk without the copy: the counted bytes where they lie (valid
+  // as long as the walked buffer), with the same failure.
+  static std::span<const unsigned char> WalkBufferToViewCountedBytes(const unsigned char*& cursor,
+                                                                     unsigned int& remaining);
 
   // ---- hex text ----
   // Two upper-case digits per byte, high nibble first, no separators.

@@ -622,25 +622,19 @@ void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& cursor,
   const unsigned char* walk = cursor;
   unsigned int left = remaining;
   const unsigned char kindOfList = AttributeBytesWire::walkByte(walk, left);
-  // The list state is counted bytes; when fewer bytes remain than the count
-  // says, the counted-bytes walker raises the failure (with its own label).
-  const unsigned char* countedBytes = walk;
-  unsigned int countedRemaining = left;
-  const auto length = static_cast<std::uint32_t>(AttributeBytesWire::walkLong(walk, left));
-  if (left < length) {
-    ByteBuffer unused;
-    ByteBuffer::WalkBufferToGetCountedBytes(countedBytes, countedRemaining, unused);
-  }
+  // The list state is counted bytes (the counted-bytes walker raises the
+  // failure when fewer bytes remain than the count says).
+  const std::span<const unsigned char> state = ByteBuffer::WalkBufferToViewCountedBytes(walk, left);
   // Each import below replaces the list only once its signature is checked.
   const ByteBuffer* storage = source.storage != nullptr ? source.storage->get() : nullptr;
-  if (storage != nullptr && walk >= storage->data() && walk + length <= storage->data() + storage->size()) {
-    m_list.ImportAttributeBytesRawListState(*source.storage, static_cast<std::size_t>(walk - storage->data()), length);
+  if (storage != nullptr && state.data() >= storage->data() &&
+      state.data() + state.size() <= storage->data() + storage->size()) {
+    m_list.ImportAttributeBytesRawListState(*source.storage, static_cast<std::size_t>(state.data() - storage->data()),
+                                            state.size());
   } else {
-    m_list.ImportAttributeBytesRawListState(walk, length);
+    m_list.ImportAttributeBytesRawListState(state.data(), static_cast<unsigned int>(state.size()));
   }
   m_list.SetNestedIn(source);
-  walk += length;
-  left -= length;
   m_kindOfList = kindOfList;
   cursor = walk;
   remaining = left;

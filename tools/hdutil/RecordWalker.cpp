@@ -59,16 +59,8 @@ const RecordView* RecordWalker::next() {
   if (view.m_valueType == ABVTE_DATABLOB) {
     // The flag byte, then counted bytes: a 4-byte count and the bytes.
     view.m_specified = ByteBuffer::WalkBufferToGetByte(walk, left) == 0;
-    const unsigned char* counted = walk;
-    unsigned int countedLeft = left;
-    const auto count = static_cast<std::uint32_t>(ByteBuffer::WalkBufferToGetLong(walk, left));
-    if (left < count) {
-      // Cut short: the library's reader raises its own failure.
-      ByteBuffer unused;
-      ByteBuffer::WalkBufferToGetCountedBytes(counted, countedLeft, unused);
-    }
-    view.m_blob = Bytes(walk, count);
-    walk += count;
+    const std::span<const unsigned char> blob = ByteBuffer::WalkBufferToViewCountedBytes(walk, left);
+    view.m_blob = Bytes(blob.data(), blob.size());
   } else {
     m_value = AttributeBytesValueFactory::CreateAttributeBytesValueAt(view.m_valueType, m_valueMemory);
     m_value->SetSpecified(ByteBuffer::WalkBufferToGetByte(walk, left) == 0);
