@@ -19,6 +19,7 @@
 
 #include "DebuggingAndExceptions/ConstraintExecutionContextEnum.h"
 #include "DebuggingAndExceptions/DumpArgs.h"
+#include "DebuggingAndExceptions/ExecutionContextFields.h"
 #include "LowLevelFacilities/CPString.h"
 #include "LowLevelFacilities/CriticalResource.h"
 #include "LowLevelFacilities/HldSharedPtr.h"
@@ -40,16 +41,18 @@ class HDU_API ConstraintExecutionContextBase {
   // The debugging dump: contexts write nothing.
   virtual void Dump(const DumpArgs& dumpArgs) const = 0;
 
-  int GetContext() const noexcept { return m_context; }
-  int GetConstraintExecutionContextEnum() const noexcept { return m_context; }
-  std::uint64_t GetDebugLoggingCategoriesToFilterOn() const noexcept { return m_debugLoggingCategoriesToFilterOn; }
-  const CPString& GetFileWhereConstructed() const noexcept { return m_fileWhereConstructed; }
-  const CPString& GetFileNameWhereConstructed() const noexcept { return m_fileNameWhereConstructed; }
-  const CPString& GetFunctionWhereConstructed() const noexcept { return m_functionWhereConstructed; }
-  std::uint32_t GetLineNumWhereConstructed() const noexcept { return m_lineNumWhereConstructed; }
-  bool IsLocationEmbeddedInMsg() const noexcept { return m_locationEmbeddedInMsg; }
-  const CPString& GetMessageW() const noexcept { return m_message; }
-  bool HasMessage() const noexcept { return !m_message.isEmpty(); }
+  int GetContext() const noexcept { return m_fields.context; }
+  int GetConstraintExecutionContextEnum() const noexcept { return m_fields.context; }
+  std::uint64_t GetDebugLoggingCategoriesToFilterOn() const noexcept {
+    return m_fields.debugLoggingCategoriesToFilterOn;
+  }
+  const CPString& GetFileWhereConstructed() const noexcept { return m_fields.fileWhereConstructed; }
+  const CPString& GetFileNameWhereConstructed() const noexcept { return m_fields.fileNameWhereConstructed; }
+  const CPString& GetFunctionWhereConstructed() const noexcept { return m_fields.functionWhereConstructed; }
+  std::uint32_t GetLineNumWhereConstructed() const noexcept { return m_fields.lineNumWhereConstructed; }
+  bool IsLocationEmbeddedInMsg() const noexcept { return m_fields.locationEmbeddedInMsg; }
+  const CPString& GetMessageW() const noexcept { return m_fields.message; }
+  bool HasMessage() const noexcept { return !m_fields.message.isEmpty(); }
 
   // The identifier's name, without the "CECIE_" prefix when `withPrefix` is
   // false; empty for an identifier the table does not hold. The third
@@ -81,14 +84,7 @@ class HDU_API ConstraintExecutionContextBase {
   CPString MakeDumpDisplayString(bool includeMessage) const;
 
  private:
-  int m_context;
-  std::uint64_t m_debugLoggingCategoriesToFilterOn;
-  CPString m_fileWhereConstructed;
-  CPString m_fileNameWhereConstructed;
-  CPString m_functionWhereConstructed;
-  std::uint32_t m_lineNumWhereConstructed;
-  bool m_locationEmbeddedInMsg;
-  CPString m_message;
+  InternalHaldenCP::ExecutionContextFields m_fields;
 };
 
 // The one concrete class of the family.

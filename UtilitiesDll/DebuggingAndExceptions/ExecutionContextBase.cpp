@@ -44,22 +44,12 @@ ExecutionContextBase::ExecutionContextBase(int context, std::uint64_t debugLoggi
 ExecutionContextBase::ExecutionContextBase(int context, std::uint64_t debugLoggingCategoriesToFilterOn, CPString&& file,
                                            CPString&& function, int line, bool locationEmbeddedInMsg,
                                            CPString&& message)
-    : m_context(context),
-      m_debugLoggingCategoriesToFilterOn(debugLoggingCategoriesToFilterOn),
-      m_fileWhereConstructed(std::exchange(file, CPString())),
-      m_fileNameWhereConstructed(std::string(text::FileNameAfterLastBackslash(m_fileWhereConstructed.utf8StdString()))),
-      m_functionWhereConstructed(std::exchange(function, CPString())),
-      m_lineNumWhereConstructed(static_cast<std::uint32_t>(line)),
-      m_locationEmbeddedInMsg(locationEmbeddedInMsg),
-      m_message(std::exchange(message, CPString())) {}
+    : m_fields(context, debugLoggingCategoriesToFilterOn, std::move(file), std::move(function), line,
+               locationEmbeddedInMsg, std::move(message)) {}
 
 ExecutionContextBase::ExecutionContextBase(int context, std::uint64_t debugLoggingCategoriesToFilterOn,
                                            CPString&& message)
-    : m_context(context),
-      m_debugLoggingCategoriesToFilterOn(debugLoggingCategoriesToFilterOn),
-      m_lineNumWhereConstructed(0),
-      m_locationEmbeddedInMsg(false),
-      m_message(std::exchange(message, CPString())) {}
+    : m_fields(context, debugLoggingCategoriesToFilterOn, std::move(message)) {}
 
 ExecutionContextBase::ExecutionContextBase(const ExecutionContextBase& other) = default;
 ExecutionContextBase& ExecutionContextBase::operator=(const ExecutionContextBase& other) = default;
@@ -70,24 +60,19 @@ CPString ExecutionContextBase::GetDebugDisplayString(int context, bool withPrefi
 }
 
 CPString ExecutionContextBase::GetContextDebugDisplayString(bool withPrefix) const {
-  return GetDebugDisplayString(m_context, withPrefix, false);
+  return GetDebugDisplayString(m_fields.context, withPrefix, false);
 }
 
 CPString ExecutionContextBase::GetContextAndMessage(int context, bool withPrefix, bool withMessage) const {
-  return text::MakeContextAndMessage(g_nameTable.FindName(context, withPrefix), withMessage, m_message);
+  return text::MakeContextAndMessage(g_nameTable.FindName(context, withPrefix), withMessage, m_fields.message);
 }
 
 CPString ExecutionContextBase::GetSingleLineLocationString() const {
-  InternalHaldenCP::FormatStringBuffer<1024> buffer;
-  text::AppendSingleLineLocation(buffer, m_fileNameWhereConstructed.utf8StdString(), m_functionWhereConstructed,
-                                 m_lineNumWhereConstructed);
-  return CPString(buffer.takeStdString());
+  return m_fields.SingleLineLocationString();
 }
 
 CPString ExecutionContextBase::MakeDumpDisplayString(bool includeMessage) const {
-  return text::MakeDumpDisplayString(g_nameTable.FindName(m_context, false), m_locationEmbeddedInMsg, includeMessage,
-                                     m_message, m_fileNameWhereConstructed.utf8StdString(), m_functionWhereConstructed,
-                                     m_lineNumWhereConstructed);
+  return m_fields.DumpDisplayString(g_nameTable.FindName(m_fields.context, false), includeMessage);
 }
 
 bool ExecutionContextBase::AssertValidContextIdType(int context) noexcept {
@@ -95,31 +80,11 @@ bool ExecutionContextBase::AssertValidContextIdType(int context) noexcept {
 }
 
 bool ExecutionContextBase::operator==(const ExecutionContextBase& other) const {
-  return m_context == other.m_context &&
-         m_debugLoggingCategoriesToFilterOn == other.m_debugLoggingCategoriesToFilterOn &&
-         m_fileWhereConstructed == other.m_fileWhereConstructed &&
-         m_functionWhereConstructed == other.m_functionWhereConstructed &&
-         m_lineNumWhereConstructed == other.m_lineNumWhereConstructed &&
-         m_locationEmbeddedInMsg == other.m_locationEmbeddedInMsg && m_message == other.m_message;
+  return m_fields == other.m_fields;
 }
 
 bool ExecutionContextBase::operator<(const ExecutionContextBase& other) const {
-  if (m_context != other.m_context) {
-    return m_context < other.m_context;
-  }
-  if (m_debugLoggingCategoriesToFilterOn != other.m_debugLoggingCategoriesToFilterOn) {
-    return m_debugLoggingCategoriesToFilterOn < other.m_debugLoggingCategoriesToFilterOn;
-  }
-  if (const int byFile = m_fileWhereConstructed.utf8StdString().compare(other.m_fileWhereConstructed.utf8StdString());
-      byFile != 0) {
-    return byFile < 0;
-  }
-  if (const int byFunction =
-          m_functionWhereConstructed.utf8StdString().compare(other.m_functionWhereConstructed.utf8StdString());
-      byFunction != 0) {
-    return byFunction < 0;
-  }
-  return m_lineNumWhereConstructed < other.m_lineNumWhereConstructed;
+  return m_fields < other.m_fields;
 }
 
 // ---- BasicExecutionContext ----------------------------------------------------------
