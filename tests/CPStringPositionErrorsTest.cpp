@@ -4,6 +4,7 @@
 
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/CPString.h"
+#include "ThrownExceptionSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -14,24 +15,6 @@ namespace {
 
 using CP = SizeCodePoints32Struct;
 using RB = SizeRawBytes32Struct;
-
-struct Thrown {
-  std::string message;
-  std::string function;
-  int code = 0;
-};
-
-template <class E, class F>
-Thrown thrownAs(F&& f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return {e.getExceptionMessage(), e.getExceptionLocationFunctionName(), e.getExceptionTypeByNumericCode()};
-  } catch (const std::exception& e) {
-    return {std::string("<other exception> ") + e.what(), "", -1};
-  }
-  return {"<no exception>", "", -2};
-}
 
 // "a", "é" (2 bytes), "€" (3 bytes), "b": 4 code points, 7 bytes.
 const char* const kText =

@@ -1,5 +1,6 @@
 #include "DebuggingAndExceptions/CPException.h"
 #include "LowLevelFacilities/CPString.h"
+#include "ThrownExceptionSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -13,26 +14,6 @@ namespace {
 
 using CP = SizeCodePoints32Struct;
 using RB = SizeRawBytes32Struct;
-
-struct Caught {
-  std::string message;
-  std::string function;
-  int code = 0;
-};
-
-// Runs `f` and reports what it threw as E (or a marker when it threw
-// something else or nothing).
-template <class E, class F>
-Caught catchAs(F&& f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return {e.getExceptionMessage(), e.getExceptionLocationFunctionName(), e.getExceptionTypeByNumericCode()};
-  } catch (const std::exception& e) {
-    return {std::string("<other exception> ") + e.what(), "", -1};
-  }
-  return {"<no exception>", "", -2};
-}
 
 // "a" (1 byte), "é" (2), "€" (3), "b" (1): 4 code points, 7 bytes.
 const char* const kMixed =
@@ -199,24 +180,24 @@ TEST(CPString, CodePointsAndBytesOfAnAccentedLetter) {
   EXPECT_EQ(e.sizeOfUtf8RawBytes(), RB(2));
   EXPECT_EQ(e.sizeOfUtf8Bytes(), 2u);
 
-  const Caught byCodePoints = catchAs<CPExceptionOutOfRange>([&] { e.eraseByCodePoints(1, 1); });
+  const Thrown byCodePoints = thrownAs<CPExceptionOutOfRange>([&] { e.eraseByCodePoints(1, 1); });
   // The count overruns: the message names the end it would reach.
   EXPECT_EQ(byCodePoints.message, "invalid string position, 2! There are 1 code points in this string: \xC3\xA9");
   EXPECT_EQ(byCodePoints.function, "CPString::erase");
   EXPECT_EQ(byCodePoints.code, 4);
   EXPECT_EQ(e.utf8StdString(), "\xC3\xA9");  // unchanged by the failed erase
 
-  const Caught bytesAndCount = catchAs<CPExceptionOutOfRange>([&] { e.eraseByUtf8RawBytes(1, 2); });
+  const Thrown bytesAndCount = thrownAs<CPExceptionOutOfRange>([&] { e.eraseByUtf8RawBytes(1, 2); });
   EXPECT_EQ(bytesAndCount.message,
             "invalid byte index string position, 1, and count, 2! There are 2 raw bytes in this string: \xC3\xA9");
   EXPECT_EQ(bytesAndCount.function, "CPString::erase");
-  const Caught bytePosition = catchAs<CPExceptionOutOfRange>([&] { e.erase(RB(3)); });
+  const Thrown bytePosition = thrownAs<CPExceptionOutOfRange>([&] { e.erase(RB(3)); });
   EXPECT_EQ(bytePosition.message,
             "invalid byte index string position, 3! There are 2 raw bytes in this string: \xC3\xA9");
-  const Caught insertBytes = catchAs<CPExceptionOutOfRange>([&] { e.insertAtUtf8RawBytesIndex(3, "x"); });
+  const Thrown insertBytes = thrownAs<CPExceptionOutOfRange>([&] { e.insertAtUtf8RawBytesIndex(3, "x"); });
   EXPECT_EQ(insertBytes.message, bytePosition.message);
   EXPECT_EQ(insertBytes.function, "CPString::insert");
-  const Caught insertCodePoints = catchAs<CPExceptionOutOfRange>([&] { e.insertAtCodePointsIndex(2, "x"); });
+  const Thrown insertCodePoints = thrownAs<CPExceptionOutOfRange>([&] { e.insertAtCodePointsIndex(2, "x"); });
   EXPECT_EQ(insertCodePoints.message, "invalid string position, 2! There are 1 code points in this string: \xC3\xA9");
   EXPECT_EQ(insertCodePoints.function, "CPString::insert");
   EXPECT_EQ(e.utf8StdString(), "\xC3\xA9");
@@ -307,16 +288,16 @@ TEST(CPString, CodePointIteratorWalksAndReportsMisuse) {
   }
   EXPECT_EQ(backward, U"\U0001F600\u20AC\u00E9a");
 
-  const Caught atBeginning = catchAs<utf8::CPExceptionNotEnoughRoom>([&] { --text.begin(); });
+  const Thrown atBeginning = thrownAs<utf8::CPExceptionNotEnoughRoom>([&] { --text.begin(); });
   EXPECT_EQ(atBeginning.message, "Already at the beginning.");
   EXPECT_EQ(atBeginning.function, "utf8::prior");
   const CPString trailsOnly("\x80\x80");
-  const Caught noLead = catchAs<utf8::CPExceptionInvalidUtf8>([&] { --trailsOnly.end(); });
+  const Thrown noLead = thrownAs<utf8::CPExceptionInvalidUtf8>([&] { --trailsOnly.end(); });
   EXPECT_EQ(noLead.message, "No lead byte in the sequence.");
   EXPECT_EQ(noLead.function, "utf8::prior");
 
   const CPString other("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-  const Caught ranges = catchAs<CPExceptionIteratorOutOfBounds>([&] { (void)(text.begin() == other.begin()); });
+  const Thrown ranges = thrownAs<CPExceptionIteratorOutOfBounds>([&] { (void)(text.begin() == other.begin()); });
   char expected[200];
   auto hex = [](const void* p) {
     char buffer[40];
@@ -332,14 +313,14 @@ TEST(CPString, CodePointIteratorWalksAndReportsMisuse) {
   EXPECT_EQ(ranges.function, "utf8::iterator<char *>::operator ==");
 
   // Malformed text met while walking.
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf8>([] { (void)CPString("a\xFF").lengthInCodePoints(); }).code, 1002);
-  EXPECT_EQ(catchAs<utf8::CPExceptionNotEnoughRoom>([] { (void)CPString("a\xE2\x82").lengthInCodePoints(); }).code,
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf8>([] { (void)CPString("a\xFF").lengthInCodePoints(); }).code, 1002);
+  EXPECT_EQ(thrownAs<utf8::CPExceptionNotEnoughRoom>([] { (void)CPString("a\xE2\x82").lengthInCodePoints(); }).code,
             1004);
   EXPECT_EQ(
-      catchAs<utf8::CPExceptionInvalidCodePoint>([] { (void)CPString("\xED\xA0\x80").lengthInCodePoints(); }).code,
+      thrownAs<utf8::CPExceptionInvalidCodePoint>([] { (void)CPString("\xED\xA0\x80").lengthInCodePoints(); }).code,
       1001);
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf8>([] { (void)CPString("\xC0\x80").lengthInCodePoints(); }).code, 1002);
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf8>([] { (void)*CPString("\xC3(").begin(); }).code, 1002);
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf8>([] { (void)CPString("\xC0\x80").lengthInCodePoints(); }).code, 1002);
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf8>([] { (void)*CPString("\xC3(").begin(); }).code, 1002);
   // Raw bytes never look at the encoding.
   EXPECT_EQ(CPString("a\xFF").findUtf8RawBytes('\xFF'), RB(1));
 }
@@ -378,20 +359,20 @@ TEST(CPString, IndexConversionsBetweenUnits) {
   EXPECT_EQ(text.at(CP(0)), U'A');
 
   // Positions that are not in the string, or not at a code point.
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.utf8RawByteIndexFromCodePointIndex(CP(5)); }).message,
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.utf8RawByteIndexFromCodePointIndex(CP(5)); }).message,
             std::string("invalid string position, 5! There are 4 code points in this string: A") + (kMixed + 1));
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.codePointIndexFromUtf8RawByteIndex(RB(8)); }).code, 4);
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.byteIteratorFromStdStringIndex(8); }).code, 4);
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf8>([&] { (void)text.getIteratorFromUtf8RawByteIndex(RB(2)); }).code,
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.codePointIndexFromUtf8RawByteIndex(RB(8)); }).code, 4);
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.byteIteratorFromStdStringIndex(8); }).code, 4);
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf8>([&] { (void)text.getIteratorFromUtf8RawByteIndex(RB(2)); }).code,
             1002);
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf8>([&] { (void)text.codePointIteratorFromStdStringIndex(4); }).code,
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf8>([&] { (void)text.codePointIteratorFromStdStringIndex(4); }).code,
             1002);
   const CPString other("x");
-  EXPECT_EQ(catchAs<CPExceptionIteratorOutOfBounds>([&] {
+  EXPECT_EQ(thrownAs<CPExceptionIteratorOutOfBounds>([&] {
               (void)text.codePointIndexFromByteIterator(other.beginBytes());
             }).code,
             28);
-  EXPECT_EQ(catchAs<CPExceptionIteratorOutOfBounds>([&] { (void)text.getCodePointIndex(other.begin()); }).code, 28);
+  EXPECT_EQ(thrownAs<CPExceptionIteratorOutOfBounds>([&] { (void)text.getCodePointIndex(other.begin()); }).code, 28);
 }
 
 TEST(CPString, AccessAndSize) {
@@ -403,9 +384,9 @@ TEST(CPString, AccessAndSize) {
   EXPECT_EQ(text.at(RB(1)), '\xC3');
   EXPECT_EQ(text.atUtf8RawByte(6), 'b');
   EXPECT_EQ(text[RB(0)], 'a');
-  const Caught atEnd = catchAs<CPExceptionOutOfRange>([&] { (void)text.at(CP(4)); });
+  const Thrown atEnd = thrownAs<CPExceptionOutOfRange>([&] { (void)text.at(CP(4)); });
   EXPECT_EQ(atEnd.function, "CPString::at");
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.atUtf8RawByte(7); }).code, 4);
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.atUtf8RawByte(7); }).code, 4);
 
   EXPECT_FALSE(text.isAsciiOnly());
   EXPECT_TRUE(text.areFirstNAsciiOnly(CP(1)));
@@ -432,7 +413,7 @@ TEST(CPString, AccessAndSize) {
   text.resize(RB(4), 'x').shrinkToFit();
   EXPECT_EQ(text.utf8StdString(), "a\xC3xx");
   CPString small("ab");
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidCodePoint>([&] { small.resize(CP(9), char32_t{0xD800}); }).function,
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidCodePoint>([&] { small.resize(CP(9), char32_t{0xD800}); }).function,
             "utf8::append");
   EXPECT_EQ(small.utf8StdString(), "ab");
   EXPECT_TRUE(text.clear().isEmpty());
@@ -462,9 +443,9 @@ TEST(CPString, Substrings) {
             "\xE2\x82\xAC"
             "b");
   EXPECT_EQ(text.substringRange(text.getIterator(CP(1)), text.getIterator(CP(2))).utf8StdString(), "\xC3\xA9");
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.substring(CP(5)); }).function, "CPString::substring");
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.substring(RB(8), RB(1)); }).code, 4);
-  EXPECT_EQ(catchAs<CPExceptionOutOfRange>([&] { (void)text.substringRangeByCodePoints(3, 1); }).code, 4);
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.substring(CP(5)); }).function, "CPString::substring");
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.substring(RB(8), RB(1)); }).code, 4);
+  EXPECT_EQ(thrownAs<CPExceptionOutOfRange>([&] { (void)text.substringRangeByCodePoints(3, 1); }).code, 4);
 }
 
 TEST(CPString, EditingChainsAndHandlesPositions) {
@@ -556,7 +537,7 @@ TEST(CPString, ConstructionAppendingAndWideText) {
   EXPECT_EQ(CPString(std::wstring{wchar_t(0xD83D), wchar_t(0xDE00)}).utf8StdString(), "\xF0\x9F\x98\x80");
   const std::wstring wide = CPString("\xC3\xA9\xF0\x9F\x98\x80");
   EXPECT_EQ(wide, std::wstring(L"\u00E9\U0001F600"));
-  EXPECT_EQ(catchAs<utf8::CPExceptionInvalidUtf16>([] { CPString s(std::wstring{wchar_t(0xDE00)}); }).message,
+  EXPECT_EQ(thrownAs<utf8::CPExceptionInvalidUtf16>([] { CPString s(std::wstring{wchar_t(0xDE00)}); }).message,
             "Found a lone trail surrogate.");
 
   CPString text;
@@ -606,14 +587,14 @@ TEST(CPString, LogInternalsText) {
 
 TEST(CPString, EraseCountPastTheEndNamesTheEndItWouldReach) {
   CPString text("abc");
-  const Caught overrun = catchAs<CPExceptionOutOfRange>([&] { text.erase(CP(1), CP(5)); });
+  const Thrown overrun = thrownAs<CPExceptionOutOfRange>([&] { text.erase(CP(1), CP(5)); });
   EXPECT_EQ(overrun.message, "invalid string position, 6! There are 3 code points in this string: abc");
   EXPECT_EQ(overrun.function, "CPString::erase");
   // The end is computed without wrapping at 32 bits.
-  const Caught huge = catchAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(2, 0xFFFFFFFEu); });
+  const Thrown huge = thrownAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(2, 0xFFFFFFFEu); });
   EXPECT_EQ(huge.message, "invalid string position, 4294967296! There are 3 code points in this string: abc");
   // A position past the end is still named itself.
-  const Caught position = catchAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(4, 1); });
+  const Thrown position = thrownAs<CPExceptionOutOfRange>([&] { text.eraseByCodePoints(4, 1); });
   EXPECT_EQ(position.message, "invalid string position, 4! There are 3 code points in this string: abc");
   EXPECT_EQ(text.utf8StdString(), "abc");
   text.erase(CP(1), CP(2));
